@@ -234,18 +234,24 @@ TEST_F(Behaviour, CurrentInstanceIsOwned) {
     EXPECT_NE(nullptr, VelaBehaviour::get());
 }
 
-TEST_F(Behaviour, DestructorMayAskForTheCurrentInstance) {
+TEST_F(Behaviour, DestructorMayAskForAndSetTheCurrentInstance) {
     struct Nosy : VelaBehaviour {
-        ~Nosy() override { EXPECT_NE(this, VelaBehaviour::get()); }
+        explicit Nosy(std::string* log) : log_(log) {}
+        ~Nosy() override {
+            EXPECT_NE(this, VelaBehaviour::get());
+            VelaBehaviour::set(new Mortal(log_, "brief "));
+        }
+        std::string* log_;
     };
     std::string dead;
     auto* next = new Mortal(&dead, "next");
-    VelaBehaviour::set(new Nosy);
+    VelaBehaviour::set(new Nosy(&dead));
     VelaBehaviour::set(next);
+    EXPECT_EQ("brief ", dead);
     EXPECT_EQ(next, VelaBehaviour::get());
 
     delete next;  // by its maker: none is left, and nothing dangles
-    EXPECT_EQ("next", dead);
+    EXPECT_EQ("brief next", dead);
     EXPECT_FALSE(VelaBehaviour::get()->isViewer());
 }
 

@@ -158,6 +158,19 @@ TEST(FontProperties, ScaledEquivalentIgnoresTheSizeAlone) {
     EXPECT_FALSE(font.isScaledEquivalent(FontProperties("N", 10, 50, 3, 1)));
 }
 
+TEST(FontProperties, CopiesAreWholeAndIndependent) {
+    FontProperties font("A family name too long for any small string", 20, 50, 3, 1);
+    const FontProperties copy(font);
+    FontProperties assigned;
+    assigned = font;
+    EXPECT_EQ(0, copy.compare(font, 31));
+    EXPECT_EQ(0, assigned.compare(font, 31));
+    font = FontProperties("Courier", 21, 0, 4, 0);
+    EXPECT_EQ(0, copy.compare(assigned, 31));
+    EXPECT_EQ("A family name too long for any small string", copy.getFontFamily());
+    EXPECT_EQ(20, assigned.getFontSize());
+}
+
 TEST(FontProperties, PlainFunctions) {
     FontProperties* font = FontProperties_alloc();
     ASSERT_NE(nullptr, font);
