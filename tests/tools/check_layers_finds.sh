@@ -63,5 +63,13 @@ planted good libBase/zoOS/posix/x.cpp '#include <unistd.h>'
 planted good programs/zocached/x.cpp '#include <sys/socket.h>'
 planted good examples/x/x.cpp '#include <KelvoBase/KelvoBase.h>'
 
+# The umbrella header must not forget one.
+sed -i '/regex.h/d' "$copy/include/KelvoBase/KelvoBase.h"
+output=$(tools/check_layers "$copy" 2>&1)
+if [[ $output != *'does not include "include/KelvoBase/regex.h"'* ]]; then
+    echo "not found: the umbrella header lacks regex.h"
+    failures=$((failures + 1))
+fi
+
 ((failures == 0)) && echo "all planted includes were judged rightly"
 exit $((failures > 0))
