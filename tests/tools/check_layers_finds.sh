@@ -26,7 +26,7 @@ planted() {
         [[ $kind == good ]] || { echo "not found: $2: $line"; failures=$((failures + 1)); }
     elif [[ $kind == good ]]; then
         echo "refused: $2: $line"; echo "$output"; failures=$((failures + 1))
-    elif [[ $output != *"$place"* && $output != *circle* ]]; then
+    elif [[ $output != *"$place"* ]]; then
         echo "found, but not as $place$line"; echo "$output"; failures=$((failures + 1))
     fi
     if [[ $fresh ]]; then rm "$file"; else mv "$copy/saved" "$file"; fi
