@@ -1,11 +1,15 @@
 #include "linalg/int_products.h"
 
-namespace kelvo::linalg {
+namespace kelvo::linalg::ints {
 namespace {
 
 // Signed and unsigned ints of one width may name the same object; unsigned ones wrap around.
-const unsigned* wrapping(const int* p) { return reinterpret_cast<const unsigned*>(p); }
-unsigned* wrapping(int* p) { return reinterpret_cast<unsigned*>(p); }
+const unsigned* wrapping(const int* p) {
+    return reinterpret_cast<const unsigned*>(p);
+}
+unsigned* wrapping(int* p) {
+    return reinterpret_cast<unsigned*>(p);
+}
 
 unsigned dot(std::size_t n, const unsigned* x, const unsigned* y, std::size_t yStep) {
     unsigned sum = 0;
@@ -49,4 +53,4 @@ void gemvTransposed(std::size_t m, std::size_t n, const int* a, std::size_t lda,
     gemm(kernels::Form::kTransposed, kernels::Form::kPlain, n, 1, m, a, lda, x, m, y, n);
 }
 
-}  // namespace kelvo::linalg
+}  // namespace kelvo::linalg::ints

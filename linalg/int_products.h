@@ -6,7 +6,7 @@
 
 #include "linalg/kernels/gemm.h"
 
-namespace kelvo::linalg {
+namespace kelvo::linalg::ints {
 
 void gemm(kernels::Form formA, kernels::Form formB, std::size_t m, std::size_t n, std::size_t k,
           const int* a, std::size_t lda, const int* b, std::size_t ldb, int* c, std::size_t ldc);
@@ -14,4 +14,4 @@ void gemv(std::size_t m, std::size_t n, const int* a, std::size_t lda, const int
 void gemvTransposed(std::size_t m, std::size_t n, const int* a, std::size_t lda, const int* x,
                     int* y);
 
-}  // namespace kelvo::linalg
+}  // namespace kelvo::linalg::ints

@@ -3,7 +3,10 @@
 #include <algorithm>
 #include <memory>
 #include <new>
+#include <type_traits>
+#include <utility>
 
+#include "linalg/element_loops.h"
 #include "linalg/int_products.h"
 #include "linalg/kernels/gemm.h"
 #include "linalg/mat_access.h"
@@ -11,6 +14,9 @@
 namespace kelvo::linalg {
 namespace {
 
+using ints::gemm;
+using ints::gemv;
+using ints::gemvTransposed;
 using kernels::Form;
 using kernels::gemv;
 using kernels::gemvTransposed;
@@ -117,7 +123,7 @@ Mat kroneckerProduct(const Mat& a, const Mat& b) {
             const auto* const column = block.data() + std::size_t{b.rows()} * unsigned(jb);
             for (int ia = 0; ia < static_cast<int>(a.rows()); ++ia)
                 for (unsigned ib = 0; ib < b.rows(); ++ib)
-                    *to++ = loops::product(a.val(ia, ja), column[ib]);
+                    *to++ = Arithmetic<typename Mat::value_type>::mul(a.val(ia, ja), column[ib]);
         }
     }
     return result;
