@@ -62,7 +62,7 @@ function(kelvo_shared_library name)
 endfunction()
 
 # kelvo_test(name source... [OBJECTS module...] [LIBRARIES target...]): one test program against the
-# shared library. OBJECTS links modules' objects in for white-box tests.
+# shared library and tests/support. OBJECTS links modules' objects in for white-box tests.
 function(kelvo_test name)
   cmake_parse_arguments(arg "" "" "OBJECTS;LIBRARIES" ${ARGN})
   add_executable(test_${name} ${arg_UNPARSED_ARGUMENTS})
@@ -70,7 +70,8 @@ function(kelvo_test name)
   foreach(module IN LISTS arg_OBJECTS)
     target_sources(test_${name} PRIVATE $<TARGET_OBJECTS:${module}>)
   endforeach()
-  target_link_libraries(test_${name} PRIVATE KelvoBase ${arg_LIBRARIES} GTest::gmock GTest::gtest_main)
+  target_link_libraries(test_${name} PRIVATE kelvo_test_support KelvoBase ${arg_LIBRARIES}
+    GTest::gmock GTest::gtest_main)
   add_test(NAME ${name} COMMAND test_${name})
   set_tests_properties(${name} PROPERTIES TIMEOUT 300)
 endfunction()
