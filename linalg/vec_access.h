@@ -1,0 +1,34 @@
+// The parts of a vector that are nobody's business outside the linear algebra and the containers.
+#pragma once
+
+#include "KelvoBase/vec.h"
+
+namespace kelvo::linalg {
+
+struct VecAccess {
+    /// Unchecked view: start, n and stride count in elements of v. n = 0 looks at nothing.
+    template <class Vec>
+    static Vec slice(const Vec& v, int start, unsigned n, int stride) {
+        return Vec(v, start, n, stride);
+    }
+
+    /// A view of n elements from `begin` on, in the block of v.
+    template <class Vec, class T>
+    static Vec view(const Vec& v, T* begin, unsigned n, int stride) {
+        return Vec(v.block_, begin, n, stride);
+    }
+
+    /// Do both look at the same block, so that their elements may be the same?
+    template <class Vec>
+    static bool sameBlock(const Vec& v, const Vec& w) {
+        return v.block_ == w.block_;
+    }
+
+    /// The cell that stands for elements that do not exist. Reads 0 each time it is handed out.
+    template <class Vec>
+    static typename Vec::value_type& scratch() {
+        return *Vec::scratchCell();
+    }
+};
+
+}  // namespace kelvo::linalg
