@@ -171,7 +171,7 @@ TEST(TupleVector, LengthsAndText) {
     const TtupleVector t(2, vectorOf({3, 4, 0, 0, 1e200, 0}));
     EXPECT_EQ(vectorOf({5, 0, 1e200}), t.vecLen());
     std::ostringstream printed, raw;
-    const TtupleVector(2, ramp(4)).printOn(printed);
+    TtupleVector(2, ramp(4)).printOn(printed);
     TtupleVector(2, ramp(4)).printRaw(raw);
     EXPECT_EQ("[ 0 1 2 3 ]", printed.str());
     EXPECT_EQ(printed.str(), raw.str());
