@@ -7,8 +7,8 @@
 #include <climits>
 #include <sstream>
 
+#include "tests/linalg/recorded_errors.h"
 #include "tests/support/child_process.h"
-#include "tests/support/math_error_capture.h"
 
 namespace {
 
@@ -31,24 +31,22 @@ TEST(TupleVector, Construction) {
     double flat[] = {1, 2, 3, 4};
     double* points[] = {flat + 2, nullptr, flat};
     const struct {
-        const char* what;
         TtupleVector made;
         int size, points;
         DoubleVec data;
     } kCases[] = {
-        {"default", TtupleVector(), 1, 0, DoubleVec()},
-        {"filled", TtupleVector(2, 2, 7.0), 2, 2, DoubleVec(4, 7.0)},
-        {"size raised after the product", TtupleVector(0, 5, 1.0), 1, 0, DoubleVec()},
-        {"both negative", TtupleVector(-2, -3, 1.0), 1, 0, DoubleVec()},
-        {"negative count", TtupleVector(2, -1, flat), 2, 0, DoubleVec()},
-        {"flat array", TtupleVector(2, 2, flat), 2, 2, vectorOf({1, 2, 3, 4})},
-        {"array of points", TtupleVector(2, 3, points), 2, 3, vectorOf({3, 4, 0, 0, 1, 2})},
-        {"null", TtupleVector(2, 3, static_cast<double**>(nullptr)), 2, 0, DoubleVec()},
-        {"half a point left over", TtupleVector(3, ramp(8)), 3, 2, ramp(8)},
-        {"size of a vector raised", TtupleVector(-4, ramp(2)), 1, 2, ramp(2)},
+        {TtupleVector(), 1, 0, DoubleVec()},
+        {TtupleVector(2, 2, 7.0), 2, 2, DoubleVec(4, 7.0)},
+        {TtupleVector(0, 5, 1.0), 1, 0, DoubleVec()},  // raised after the product
+        {TtupleVector(-2, -3, 1.0), 1, 0, DoubleVec()},
+        {TtupleVector(2, 2, flat), 2, 2, vectorOf({1, 2, 3, 4})},
+        {TtupleVector(2, 3, points), 2, 3, vectorOf({3, 4, 0, 0, 1, 2})},
+        {TtupleVector(2, 3, static_cast<double**>(nullptr)), 2, 0, DoubleVec()},
+        {TtupleVector(3, ramp(8)), 3, 2, ramp(8)},
+        {TtupleVector(-4, ramp(2)), 1, 2, ramp(2)},
     };
     for (const auto& c : kCases) {
-        SCOPED_TRACE(c.what);
+        SCOPED_TRACE(&c - kCases);
         EXPECT_EQ(c.size, c.made.size());
         EXPECT_EQ(c.points, c.made.points());
         EXPECT_EQ(c.data, c.made.data());
@@ -58,11 +56,9 @@ TEST(TupleVector, Construction) {
 TEST(TupleVector, ViewsWriteThroughAndCopiesDoNot) {
     TtupleVector t(3, ramp(12));
     EXPECT_EQ(vectorOf({9, 10, 11}), t.point(3));
-    EXPECT_EQ(t.point(3), t(3));
-    EXPECT_EQ(t.point(3), t[3]);
+    EXPECT_TRUE(t.point(3) == t(3) && t.point(3) == t[3]);
     EXPECT_EQ(vectorOf({2, 5, 8, 11}), t.component(2));
-    EXPECT_EQ(0u, t.component(3).length());
-    EXPECT_EQ(0u, t.component(-1).length());
+    EXPECT_EQ(0u, t.component(3).length() + t.component(-1).length());
     const TtupleVector shared(t), independent = t.copy(), selected = t.rPoints(1, 2);
     TtupleVector referring, detached(t);
     referring.reference(t);
@@ -71,53 +67,40 @@ TEST(TupleVector, ViewsWriteThroughAndCopiesDoNot) {
     t.component(0) = 60.0;
     t.lPoints(2, 2).point(1)(2) = 70;
     const DoubleVec changed = vectorOf({60, 1, 2, 60, 50, 50, 60, 7, 8, 60, 10, 70});
-    EXPECT_EQ(changed, t.data());
-    EXPECT_EQ(changed, shared.data());
-    EXPECT_EQ(changed, referring.data());
-    EXPECT_EQ(ramp(12), independent.data());
-    EXPECT_EQ(ramp(12), detached.data());
+    for (const TtupleVector& view : {t, shared, referring}) EXPECT_EQ(changed, view.data());
+    for (const TtupleVector& own : {independent, detached}) EXPECT_EQ(ramp(12), own.data());
     EXPECT_EQ(vectorOf({3, 4, 5, 6, 7, 8}), selected.data());
 }
 
-TEST(TupleVector, RangesThatDoNotExistAreEmpty) {
+TEST(TupleVector, Selections) {
     const TtupleVector t(2, ramp(8));
     const struct {
         int start, count, found;
-    } kRanges[] = {{0, 4, 4},       {1, 2, 2},       {3, 1, 1},      {2, 0, 0},
-                   {3, 2, 0},       {4, 1, 0},       {-1, 2, 0},     {2, -1, 0},
-                   {1, INT_MAX, 0}, {INT_MIN, 1, 0}, {INT_MAX, 2, 0}};
+    } kRanges[] = {{0, 4, 4}, {1, 2, 2},  {3, 1, 1},  {2, 0, 0},       {3, 2, 0},
+                   {4, 1, 0}, {-1, 2, 0}, {2, -1, 0}, {1, INT_MAX, 0}, {INT_MIN, 1, 0}};
     for (const auto& r : kRanges) {
         SCOPED_TRACE(testing::Message() << r.start << ", " << r.count);
-        for (const TtupleVector& found :
-             {t.lPoints(r.start, r.count), t.rPoints(r.start, r.count)}) {
+        for (const auto& found : {t.lPoints(r.start, r.count), t.rPoints(r.start, r.count)}) {
             EXPECT_EQ(2, found.size());
             ASSERT_EQ(r.found, found.points());
-            if (r.found > 0) {
-                EXPECT_EQ(t.point(r.start), found.point(0));
-            }
+            EXPECT_TRUE(r.found == 0 || t.point(r.start) == found.point(0));
         }
     }
-}
-
-TEST(TupleVector, SelectionsByIndex) {
-    const TtupleVector t(3, ramp(9));
-    EXPECT_EQ(vectorOf({6, 7, 8, 0, 1, 2, 6, 7, 8}), t.rPoints(indicesOf({2, 0, 2})).data());
-    const TtupleVector swapped = t.components(indicesOf({2, 0}));
-    EXPECT_EQ(2, swapped.size());
-    EXPECT_EQ(vectorOf({2, 0, 5, 3, 8, 6}), swapped.data());
-    EXPECT_EQ(vectorOf({1, 2, 4, 5, 7, 8}), t.components(1, 2).data());
+    const TtupleVector u(3, ramp(9));
+    EXPECT_EQ(vectorOf({6, 7, 8, 0, 1, 2, 6, 7, 8}), u.rPoints(indicesOf({2, 0, 2})).data());
+    EXPECT_EQ(2, u.components(indicesOf({2, 0})).size());
+    EXPECT_EQ(vectorOf({2, 0, 5, 3, 8, 6}), u.components(indicesOf({2, 0})).data());
+    EXPECT_EQ(vectorOf({1, 2, 4, 5, 7, 8}), u.components(1, 2).data());
     for (const TtupleVector& none :
-         {t.rPoints(indicesOf({0, 3})), t.rPoints(IntVec()), t.components(indicesOf({0, -1})),
-          t.components(IntVec()), t.components(2, 2), t.components(1, 0),
-          t.components(0, INT_MAX)}) {
+         {u.rPoints(indicesOf({0, 3})), u.rPoints(IntVec()), u.components(indicesOf({0, -1})),
+          u.components(IntVec()), u.components(2, 2), u.components(0, INT_MAX)}) {
         EXPECT_EQ(3, none.size());
         EXPECT_EQ(0, none.points());
     }
 }
 
 TEST(TupleVector, SetPoints) {
-    const TtupleVector source(2, vectorOf({91, 92, 93, 94}));
-    const TtupleVector wide(4, 1, 0.0);
+    const TtupleVector source(2, vectorOf({91, 92, 93, 94})), wide(4, 1, 0.0);
     const struct {
         const char* what;
         int start, count;
@@ -142,159 +125,124 @@ TEST(TupleVector, SetPoints) {
     }
     TtupleVector t(3, ramp(9));
     EXPECT_EQ(1, t.setPoints(indicesOf({2, 0}), source));
-    EXPECT_EQ(vectorOf({93, 94, 2, 3, 4, 5, 91, 92, 8}), t.data());
-    EXPECT_EQ(0, t.setPoints(indicesOf({0, 3}), source));
+    EXPECT_EQ(0, t.setPoints(indicesOf({1, 3}), source));
     EXPECT_EQ(0, t.setPoints(indicesOf({0}), wide));
     EXPECT_EQ(1, t.setPoints(IntVec(), wide));
-    // Onto itself: the values before the call count.
-    TtupleVector own(1, ramp(4));
+    EXPECT_EQ(vectorOf({93, 94, 2, 3, 4, 5, 91, 92, 8}), t.data());
+    TtupleVector own(1, ramp(4));  // onto itself: the values before the call count
     EXPECT_EQ(1, own.setPoints(1, 3, own));
     EXPECT_EQ(vectorOf({0, 0, 1, 2}), own.data());
 }
 
-TEST(TupleVector, AssignmentCopiesValues) {
-    MathErrorCapture errors;
-    DoubleVec elements = ramp(6);
+TEST(TupleVector, AssignmentLengthsAndText) {
+    RecordedErrors errors;
+    const DoubleVec elements = ramp(6);
     TtupleVector t(3, elements);
     t = TtupleVector(2, 3, 5.0);
     EXPECT_EQ(2, t.size());
     EXPECT_EQ(DoubleVec(6, 5.0), elements);
     t = TtupleVector(1, 2, 4.0);
-    EXPECT_EQ("[VNMATCH: DoubleVec]: Vector lengths do not match (6 vs 2)", errors.take());
-    EXPECT_EQ(1, t.size());
+    EXPECT_EQ("[VNMATCH: DoubleVec]: Vector lengths do not match (6 vs 2)", errors.takeText());
     EXPECT_EQ(vectorOf({4, 4, 5, 5, 5, 5}), elements);
     EXPECT_EQ(0, TtupleVector(INT_MAX, INT_MAX, 0.0).points());
-    EXPECT_EQ("[NOMEM: RWBlock]: Out of memory", errors.take());
-}
-
-TEST(TupleVector, LengthsAndText) {
-    const TtupleVector t(2, vectorOf({3, 4, 0, 0, 1e200, 0}));
-    EXPECT_EQ(vectorOf({5, 0, 1e200}), t.vecLen());
-    std::ostringstream printed, raw;
+    EXPECT_EQ("[NOMEM: RWBlock]: Out of memory", errors.takeText());
+    EXPECT_EQ(vectorOf({5, 0, 1e200}), TtupleVector(2, vectorOf({3, 4, 0, 0, 1e200, 0})).vecLen());
+    std::stringstream printed, raw;
     TtupleVector(2, ramp(4)).printOn(printed);
     TtupleVector(2, ramp(4)).printRaw(raw);
     EXPECT_EQ("[ 0 1 2 3 ]", printed.str());
     EXPECT_EQ(printed.str(), raw.str());
     TtupleVector read(2, 9, 0.0);
-    std::istringstream in(raw.str());
-    read.readRaw(in);
+    read.readRaw(raw);
     EXPECT_EQ(2, read.points());
     EXPECT_EQ(ramp(4), read.data());
 }
 
-struct CheckedVector : TtupleVector {
-    using TtupleVector::correctIndex;
-    using TtupleVector::correctTuple;
-    using TtupleVector::TtupleVector;
-};
-
 struct CheckedMatrix : TtupleMatrix {
     using TtupleMatrix::boundsCheck;
-    using TtupleMatrix::correctCol;
-    using TtupleMatrix::correctRow;
-    using TtupleMatrix::correctTuple;
     using TtupleMatrix::TtupleMatrix;
 };
 
 TEST(TupleContainers, BadIndicesAbort) {
     const TtupleVector t(2, ramp(6));
-    for (int i : {-1, 3}) {
-        EXPECT_TRUE(abortsWithReport([&] { (void)t[i]; },
-                                     "**** Bounds checking ( bad index, " + std::to_string(i) +
-                                         " ) in FILE auto\\containers\\TtupleVector LINE 36\n"));
-    }
     const CheckedMatrix m(1, 2, 3, 0.0);
     const struct {
-        int row, col;
+        int row, col;  // row only: of the vector
         const char* report;
-    } kCases[] = {{2, 9, "bad row, 2 ) in FILE auto\\containers\\TtupleMatrix LINE 37\n"},
+    } kCases[] = {{-1, INT_MIN, "bad index, -1 ) in FILE auto\\containers\\TtupleVector LINE 36\n"},
+                  {3, INT_MIN, "bad index, 3 ) in FILE auto\\containers\\TtupleVector LINE 36\n"},
+                  {2, 9, "bad row, 2 ) in FILE auto\\containers\\TtupleMatrix LINE 37\n"},
                   {-1, 0, "bad row, -1 ) in FILE auto\\containers\\TtupleMatrix LINE 37\n"},
                   {1, 3, "bad column, 3 ) in FILE auto\\containers\\TtupleMatrix LINE 41\n"},
                   {0, -7, "bad column, -7 ) in FILE auto\\containers\\TtupleMatrix LINE 41\n"}};
     for (const auto& c : kCases) {
-        EXPECT_TRUE(abortsWithReport([&] { m.boundsCheck(c.row, c.col); },
-                                     std::string("**** Bounds checking ( ") + c.report));
+        const auto body = [&] {
+            if (c.col == INT_MIN) static_cast<void>(t[c.row]);
+            m.boundsCheck(c.row, c.col);
+        };
+        EXPECT_TRUE(abortsWithReport(body, std::string("**** Bounds checking ( ") + c.report));
     }
     m.boundsCheck(1, 2);
     // Not checked: only a view is made.
     EXPECT_EQ(2u, t.point(-1).length());
     EXPECT_EQ(1u, TtupleVector().point(5).length());
-    const CheckedVector v(2, 3, 0.0);
-    for (int i = -1; i <= 4; ++i) {
-        EXPECT_EQ(i >= 0 && i < 3, v.correctIndex(i)) << i;
-        EXPECT_EQ(i >= 0 && i < 2, v.correctTuple(i)) << i;
-        EXPECT_EQ(i == 0, m.correctTuple(i)) << i;
-        EXPECT_EQ(i >= 0 && i < 2, m.correctRow(i)) << i;
-        EXPECT_EQ(i >= 0 && i < 3, m.correctCol(i)) << i;
-    }
 }
 
-TEST(TupleMatrix, PointsLieColumnAfterColumn) {
+TEST(TupleMatrix, PointsRowsAndColumns) {
     TtupleMatrix m(2, 2, 3, ramp(12));
     EXPECT_EQ(vectorOf({10, 11}), m.point(1, 2));
     EXPECT_EQ(vectorOf({4, 5}), m(0, 1));
     EXPECT_EQ(vectorOf({2, 3, 6, 7, 10, 11}), m.row(1));
     EXPECT_EQ(vectorOf({4, 5, 6, 7}), m.column(1));
     EXPECT_EQ(vectorOf({6, 7}), m.rowVector(1).point(1));
-    EXPECT_EQ(vectorOf({6, 7}), m.columnVector(1).point(1));
+    m.row(0) = 99.0;  // a copy
     m.columnVector(1).point(0)(0) = 40;
-    m.row(0) = 99.0;
-    EXPECT_EQ(40, m.data()(4));
-    EXPECT_EQ(0, m.data()(0));
+    EXPECT_EQ(vectorOf({0, 1, 2, 3, 40}), m.data().slice(0, 5));
     for (int outside : {-1, 3}) {
-        EXPECT_EQ(0u, m.row(outside).length());
-        EXPECT_EQ(0, m.columnVector(outside).points());
+        EXPECT_EQ(0u, m.row(outside).length() + m.column(outside).length());
         EXPECT_EQ(2, m.rowVector(outside).size());
     }
-    const DoubleVec lengths = TtupleMatrix(2, 1, 2, vectorOf({3, 4, 6, 8})).vecLen().row(0);
-    EXPECT_EQ(vectorOf({5, 10}), lengths);
+    EXPECT_EQ(10, TtupleMatrix(2, 1, 2, vectorOf({3, 4, 6, 8})).vecLen().val(0, 1));
 }
 
 TEST(TupleMatrix, Components) {
     TtupleMatrix m(2, 2, 3, ramp(12));
-    const DoubleGenMat second = m.component(1);
-    EXPECT_EQ(2u, second.rows());
-    EXPECT_EQ(3u, second.cols());
-    EXPECT_EQ(vectorOf({3, 7, 11}), second.row(1));
+    EXPECT_EQ(2u, m.component(1).rows());
+    EXPECT_EQ(vectorOf({3, 7, 11}), m.component(1).row(1));
     EXPECT_EQ(1, m.setComponent(1, DoubleGenMat(2, 3, -1.0)));
-    EXPECT_EQ(vectorOf({0, -1, 2, -1, 4, -1, 6, -1, 8, -1, 10, -1}), m.data());
     EXPECT_EQ(0, m.setComponent(2, DoubleGenMat(2, 3, 5.0)));
     EXPECT_EQ(0, m.setComponent(-1, DoubleGenMat()));
     EXPECT_EQ(0, m.setComponent(0, DoubleGenMat(3, 2, 5.0)));
+    EXPECT_EQ(vectorOf({0, -1, 2, -1, 4, -1, 6, -1, 8, -1, 10, -1}), m.data());
     EXPECT_EQ(0u, m.component(2).rows());
-    EXPECT_EQ(10, m.data()(10));
 }
 
 TEST(TupleMatrix, SelectionsAndStorage) {
-    MathErrorCapture errors;
+    RecordedErrors errors;
     TtupleMatrix m(2, 2, 3, ramp(12));
     const TtupleMatrix rows = m.rows(indicesOf({1, 1, 0})), cols = m.cols(indicesOf({2, 0}));
-    EXPECT_EQ(3, rows.rows());
-    EXPECT_EQ(3, rows.cols());
+    EXPECT_TRUE(rows.rows() == 3 && rows.cols() == 3 && cols.rows() == 2 && cols.cols() == 2);
     EXPECT_EQ(vectorOf({2, 3, 2, 3, 0, 1}), rows.column(0));
-    EXPECT_EQ(2, cols.cols());
     EXPECT_EQ(vectorOf({8, 9, 10, 11, 0, 1, 2, 3}), cols.data());
     EXPECT_EQ(0, m.rows(indicesOf({0, 2})).rows());
     EXPECT_EQ(2, m.cols(indicesOf({-1})).size());
-    TtupleMatrix copy = m.copy(), shared(m), referring;
+    TtupleMatrix copy = m.copy(), detached(m), referring;
     referring.reference(m);
-    shared.deepenShallowCopy();
+    detached.deepenShallowCopy();
     m.point(0, 0) = 7.0;
     EXPECT_EQ(7, referring.data()(0));
-    EXPECT_EQ(ramp(12), copy.data());
-    EXPECT_EQ(ramp(12), shared.data());
+    for (const TtupleMatrix& own : {copy, detached}) EXPECT_EQ(ramp(12), own.data());
     copy = TtupleMatrix(1, 4, 3, 5.0);
-    EXPECT_EQ(4, copy.rows());
     EXPECT_EQ(DoubleVec(12, 5.0), copy.data());
     copy = TtupleMatrix(1, 1, 1, 6.0);
-    EXPECT_EQ("[VNMATCH: DoubleVec]: Vector lengths do not match (12 vs 1)", errors.take());
+    EXPECT_EQ("[VNMATCH: DoubleVec]: Vector lengths do not match (12 vs 1)", errors.takeText());
     EXPECT_EQ(4, copy.rows());
     // Sizes that do not fit.
     EXPECT_EQ(vectorOf({0, 1, 2, 0, 0, 0}), TtupleMatrix(1, 2, 3, ramp(3)).data());
     EXPECT_EQ(1, TtupleMatrix(0, 2, 3, 1.0).size());
     EXPECT_EQ(0u, TtupleMatrix(2, -1, -1, 1.0).data().length());
     EXPECT_EQ(0, TtupleMatrix(1, INT_MAX, 3, 1.0).rows());
-    EXPECT_EQ("[NOMEM: RWBlock]: Out of memory", errors.take());
+    EXPECT_EQ("[NOMEM: RWBlock]: Out of memory", errors.takeText());
 }
 
 }  // namespace

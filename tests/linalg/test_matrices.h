@@ -60,7 +60,7 @@ inline double largest(const DoubleGenMat& m) {
     for (int j = 0; j < static_cast<int>(m.cols()); ++j) {
         for (int i = 0; i < static_cast<int>(m.rows()); ++i) {
             const double size = std::abs(m.val(i, j));
-            if (!(size <= most)) most = size;
+            if (!(size <= most) && !std::isnan(most)) most = size;
         }
     }
     return most;
