@@ -10,6 +10,10 @@ constexpr double kLowerLargest = 0.8;
 constexpr double kMostUnknowns = 0.8;  // to the points
 constexpr int kLookAhead[] = {2, 4};   // factors on the spans when ordinary steps do not help
 
+int more(int spans, int most) {
+    return std::min(spans + std::max(1, spans / 2), most);
+}
+
 class Refiner {
   public:
     Refiner(const Cloud& cloud, const RefineSettings& settings, const StepReport& report)
@@ -18,9 +22,6 @@ class Refiner {
     Refinement run();
 
   private:
-    int more(int spans) const {
-        return std::min(spans + std::max(1, spans / 2), settings_.maxSpans);
-    }
     bool helps(const SplineFit& fit) const {
         const SplineFit& best = result_.best;
         return fit.noise < kLowerNoise * best.noise ||
@@ -52,7 +53,8 @@ std::optional<SplineFit> Refiner::tryFit(int u, int v) {
 
 // The best of the steps that help.
 std::optional<SplineFit> Refiner::nextStep() {
-    const int u = more(uSpans()), v = more(vSpans());
+    const int u = more(uSpans(), settings_.maxSpans);
+    const int v = more(vSpans(), settings_.maxSpans);
     std::optional<SplineFit> best;
     const auto consider = [&](int tryU, int tryV) {
         std::optional<SplineFit> fit = tryFit(tryU, tryV);
@@ -100,6 +102,12 @@ Refinement Refiner::run() {
 }
 
 }  // namespace
+
+int mostSteps(int maxSpans) {
+    int steps = 0;
+    for (int spans = 1; spans < maxSpans; spans = more(spans, maxSpans)) ++steps;
+    return 2 * steps + 1;
+}
 
 Refinement refine(const Cloud& cloud, const RefineSettings& settings, const StepReport& report) {
     return Refiner(cloud, settings, report).run();

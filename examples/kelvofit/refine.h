@@ -27,6 +27,9 @@ struct Refinement {
     int fits = 0;  // made in all, those that were tried and dropped included
 };
 
+/// More steps than a refinement up to maxSpans can take.
+int mostSteps(int maxSpans);
+
 /// Called after every step; true stops the refinement with what there is.
 using StepReport = std::function<bool(int step, const SplineFit& fit)>;
 
