@@ -17,10 +17,13 @@ class Json {
 
     void add(const char* key, const std::string& value) { item(key, jsonString(value)); }
     void add(const char* key, const char* value) { item(key, jsonString(value)); }
-    void add(const char* key, std::same_as<bool> auto value) {
-        item(key, value ? "true" : "false");
+    template <std::integral T>
+    void add(const char* key, T value) {
+        if constexpr (std::same_as<T, bool>)
+            item(key, value ? "true" : "false");
+        else
+            item(key, std::to_string(value));
     }
-    void add(const char* key, std::integral auto value) { item(key, std::to_string(value)); }
     void add(const char* key, double value) { item(key, number(value)); }
     void add(const char* key, const Vec3& p) { addAll(key, {p.x, p.y, p.z}); }
     void addAll(const char* key, std::initializer_list<double> values) {
