@@ -16,7 +16,9 @@ double DoubleLeastSqQR::setTolerance(double tolerance) {
     return tolerance;
 }
 
-int DoubleLeastSqQR::numEquations() const { return static_cast<int>(rows()); }
+int DoubleLeastSqQR::numEquations() const {
+    return static_cast<int>(rows());
+}
 
 int DoubleLeastSqQR::numFreeCols() const {
     const int m = static_cast<int>(std::min(rows(), cols()));
@@ -25,7 +27,9 @@ int DoubleLeastSqQR::numFreeCols() const {
     return free;
 }
 
-int DoubleLeastSqQR::isUnderDetermined() const { return numFreeCols() != 0; }
+int DoubleLeastSqQR::isUnderDetermined() const {
+    return numFreeCols() != 0;
+}
 
 DoubleVec DoubleLeastSqQR::solve(const DoubleVec& b) const {
     if (!fitsRows(b.length())) return DoubleVec();

@@ -12,16 +12,22 @@ using kelvo::linalg::kPermuteLength;
 using kelvo::linalg::kRightSideLength;
 
 // False when there was no memory for the elements, which has been reported then.
-bool isUsable(const DoubleVec& v) { return v.length() == 0 || v.stride() == 1; }
+bool isUsable(const DoubleVec& v) {
+    return v.length() == 0 || v.stride() == 1;
+}
 
 // The permutation of n columns that stay where they are.
-IntVec identity(unsigned n) { return IntVec(n, 0, 1); }
+IntVec identity(unsigned n) {
+    return IntVec(n, 0, 1);
+}
 
 }  // namespace
 
 DoubleQRDecomp::DoubleQRDecomp() = default;
 
-DoubleQRDecomp::DoubleQRDecomp(const DoubleGenMat& x) { factor(x); }
+DoubleQRDecomp::DoubleQRDecomp(const DoubleGenMat& x) {
+    factor(x);
+}
 
 DoubleQRDecomp& DoubleQRDecomp::operator=(const DoubleQRDecomp& other) {
     qr_.reference(other.qr_);
@@ -31,7 +37,9 @@ DoubleQRDecomp& DoubleQRDecomp::operator=(const DoubleQRDecomp& other) {
     return *this;
 }
 
-void DoubleQRDecomp::doPivoting(int flag) { pivoting_ = flag; }
+void DoubleQRDecomp::doPivoting(int flag) {
+    pivoting_ = flag;
+}
 
 void DoubleQRDecomp::factor(const DoubleGenMat& x) {
     // Everything is made anew, because copies of this object may share the former results.
@@ -56,11 +64,17 @@ void DoubleQRDecomp::factor(const DoubleGenMat& x) {
     qraux_.reference(qraux);
 }
 
-unsigned DoubleQRDecomp::rows() const { return qr_.rows(); }
+unsigned DoubleQRDecomp::rows() const {
+    return qr_.rows();
+}
 
-unsigned DoubleQRDecomp::cols() const { return qr_.cols(); }
+unsigned DoubleQRDecomp::cols() const {
+    return qr_.cols();
+}
 
-IntVec DoubleQRDecomp::pivots() const { return pivots_; }
+IntVec DoubleQRDecomp::pivots() const {
+    return pivots_;
+}
 
 int DoubleQRDecomp::rank() const {
     const int m = static_cast<int>(std::min(rows(), cols()));

@@ -9,11 +9,17 @@ namespace {
 constexpr int kAllLeft = 1;
 constexpr int kFirstLeft = 2;
 
-int leftDigit(int job) { return job / 10; }
-int rightDigit(int job) { return job % 10; }
+int leftDigit(int job) {
+    return job / 10;
+}
+int rightDigit(int job) {
+    return job % 10;
+}
 
 // False when there was no memory for the elements, which has been reported then.
-bool isUsable(const DoubleVec& v) { return v.length() == 0 || v.stride() == 1; }
+bool isUsable(const DoubleVec& v) {
+    return v.length() == 0 || v.stride() == 1;
+}
 
 // The vectors of a matrix without rows or columns: leading columns of the identity.
 DoubleGenMat unitVectors(unsigned rows, unsigned cols) {
@@ -26,7 +32,9 @@ DoubleGenMat unitVectors(unsigned rows, unsigned cols) {
 
 DoubleSVDecomp::DoubleSVDecomp() = default;
 
-DoubleSVDecomp::DoubleSVDecomp(const DoubleGenMat& x) { factor(x); }
+DoubleSVDecomp::DoubleSVDecomp(const DoubleGenMat& x) {
+    factor(x);
+}
 
 DoubleSVDecomp& DoubleSVDecomp::operator=(const DoubleSVDecomp& other) {
     s_.reference(other.s_);
@@ -58,9 +66,9 @@ void DoubleSVDecomp::factor(const DoubleGenMat& x) {
             isUsable(u_.dataVec()) && isUsable(v_.dataVec())) {
             const int rows = static_cast<int>(n);
             const int cols = static_cast<int>(p);
-            info_ = kelvo::kernels::dsvdc(a.data(), rows, rows, cols, s.data(), e.data(),
-                                          left != 0 ? u_.data() : nullptr, rows,
-                                          right != 0 ? v_.data() : nullptr, cols, work.data(), job_);
+            info_ = kelvo::kernels::dsvdc(
+                a.data(), rows, rows, cols, s.data(), e.data(), left != 0 ? u_.data() : nullptr,
+                rows, right != 0 ? v_.data() : nullptr, cols, work.data(), job_);
         } else {
             info_ = static_cast<int>(m);
         }
@@ -91,16 +99,30 @@ int DoubleSVDecomp::computeRightVecs(int flag) {
     return before;
 }
 
-DoubleVec DoubleSVDecomp::singularValues() const { return s_; }
+DoubleVec DoubleSVDecomp::singularValues() const {
+    return s_;
+}
 
-DoubleVec DoubleSVDecomp::eValues() const { return e_; }
+DoubleVec DoubleSVDecomp::eValues() const {
+    return e_;
+}
 
-DoubleGenMat DoubleSVDecomp::leftVecs() const { return u_; }
+DoubleGenMat DoubleSVDecomp::leftVecs() const {
+    return u_;
+}
 
-DoubleGenMat DoubleSVDecomp::rightVecs() const { return v_; }
+DoubleGenMat DoubleSVDecomp::rightVecs() const {
+    return v_;
+}
 
-int DoubleSVDecomp::numSVsFound() const { return static_cast<int>(s_.length()) - info_; }
+int DoubleSVDecomp::numSVsFound() const {
+    return static_cast<int>(s_.length()) - info_;
+}
 
-int DoubleSVDecomp::fail() const { return s_.length() == 0 || info_ != 0; }
+int DoubleSVDecomp::fail() const {
+    return s_.length() == 0 || info_ != 0;
+}
 
-int DoubleSVDecomp::good() const { return !fail(); }
+int DoubleSVDecomp::good() const {
+    return !fail();
+}

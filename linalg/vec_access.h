@@ -24,6 +24,12 @@ struct VecAccess {
         return v.block_ == w.block_;
     }
 
+    /// Is there an element i?
+    template <class Vec>
+    static bool contains(const Vec& v, int i) {
+        return v.contains(i);
+    }
+
     /// The cell that stands for elements that do not exist. Reads 0 each time it is handed out.
     template <class Vec>
     static typename Vec::value_type& scratch() {

@@ -3,8 +3,9 @@
 
 namespace kelvo::util {
 
-/// Reports the `index`, what is wrong with it ("bad row", say) and the place that noticed it through
-/// rptError, then aborts the process. Takes the place from the caller, since its texts are fixed.
+/// Reports the `index`, what is wrong with it ("bad row", say) and the place that noticed it
+/// through rptError, then aborts the process. Takes the place from the caller, since its texts are
+/// fixed.
 [[noreturn]] void failBoundsCheck(const char* what, int index, const char* file, int line);
 
 }  // namespace kelvo::util

@@ -13,7 +13,8 @@ namespace kelvo::containers {
 inline unsigned elementCount(int tuple, int rows, int cols = 1) {
     if (tuple < 1 || rows < 1 || cols < 1) return 0;
     const std::int64_t points = std::int64_t{rows} * cols;
-    if (points <= INT_MAX && points * tuple <= INT_MAX) return static_cast<unsigned>(points * tuple);
+    if (points <= INT_MAX && points * tuple <= INT_MAX)
+        return static_cast<unsigned>(points * tuple);
     reportMathErrorId(linalg::kNoMemory, "RWBlock");
     return 0;
 }

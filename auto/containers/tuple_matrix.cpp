@@ -43,9 +43,13 @@ TtupleMatrix& TtupleMatrix::operator=(const TtupleMatrix& other) {
     return *this;
 }
 
-DoubleVec TtupleMatrix::row(int r) const { return rowVector(r).data(); }
+DoubleVec TtupleMatrix::row(int r) const {
+    return rowVector(r).data();
+}
 
-DoubleVec TtupleMatrix::column(int c) const { return columnVector(c).data(); }
+DoubleVec TtupleMatrix::column(int c) const {
+    return columnVector(c).data();
+}
 
 TtupleVector TtupleMatrix::rowVector(int r) const {
     TtupleVector points(tupleSize_, correctRow(r) ? cols_ : 0, 0.0);
@@ -106,13 +110,21 @@ void TtupleMatrix::reference(const TtupleMatrix& other) {
     cols_ = other.cols_;
 }
 
-void TtupleMatrix::deepenShallowCopy() { data_.deepenShallowCopy(); }
+void TtupleMatrix::deepenShallowCopy() {
+    data_.deepenShallowCopy();
+}
 
-int TtupleMatrix::correctTuple(int k) const { return k >= 0 && k < tupleSize_; }
+int TtupleMatrix::correctTuple(int k) const {
+    return k >= 0 && k < tupleSize_;
+}
 
-int TtupleMatrix::correctRow(int r) const { return r >= 0 && r < rows_; }
+int TtupleMatrix::correctRow(int r) const {
+    return r >= 0 && r < rows_;
+}
 
-int TtupleMatrix::correctCol(int c) const { return c >= 0 && c < cols_; }
+int TtupleMatrix::correctCol(int c) const {
+    return c >= 0 && c < cols_;
+}
 
 void TtupleMatrix::boundsCheck(int r, int c) const {
     if (!correctRow(r)) kelvo::util::failBoundsCheck("bad row", r, kSource, 37);

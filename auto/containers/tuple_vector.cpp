@@ -1,15 +1,14 @@
 #include <algorithm>
-#include <cstddef>
 #include <cstdint>
-#include <functional>
-#include <utility>
 
 #include "KelvoBase/tuple_containers.h"
 #include "auto/containers/element_count.h"
+#include "linalg/vec_access.h"
 #include "util/bounds_report.h"
 
 using kelvo::containers::allBelow;
 using kelvo::containers::elementCount;
+using kelvo::linalg::VecAccess;
 
 namespace {
 
@@ -20,16 +19,6 @@ DoubleVec gathered(int tuple, int n, double** points) {
         if (point != nullptr) elements(e) = point[e % tuple];
     }
     return elements;
-}
-
-bool overlap(const DoubleVec& v, const DoubleVec& w) {
-    if (v.length() == 0 || w.length() == 0) return false;
-    const std::less<const double*> before;
-    const auto ends = [&](const DoubleVec& x) {
-        return std::minmax(&x.data()[0], x.data() + std::ptrdiff_t{x.stride()} * (x.length() - 1),
-                           before);
-    };
-    return !before(ends(v).second, ends(w).first) && !before(ends(w).second, ends(v).first);
 }
 
 }  // namespace
@@ -119,24 +108,38 @@ int TtupleVector::setPoints(const IntVec& indices, const TtupleVector& source) {
     return 1;
 }
 
-TtupleVector TtupleVector::copy() const { return TtupleVector(tupleSize_, data_.copy()); }
+TtupleVector TtupleVector::copy() const {
+    return TtupleVector(tupleSize_, data_.copy());
+}
 
 void TtupleVector::reference(const TtupleVector& other) {
     data_.reference(other.data_);
     tupleSize_ = other.tupleSize_;
 }
 
-void TtupleVector::deepenShallowCopy() { data_.deepenShallowCopy(); }
+void TtupleVector::deepenShallowCopy() {
+    data_.deepenShallowCopy();
+}
 
-void TtupleVector::printOn(std::ostream& stream) const { data_.printOn(stream); }
+void TtupleVector::printOn(std::ostream& stream) const {
+    data_.printOn(stream);
+}
 
-void TtupleVector::printRaw(std::ostream& stream) const { data_.printOn(stream); }
+void TtupleVector::printRaw(std::ostream& stream) const {
+    data_.printOn(stream);
+}
 
-void TtupleVector::readRaw(std::istream& stream) { data_.scanFrom(stream); }
+void TtupleVector::readRaw(std::istream& stream) {
+    data_.scanFrom(stream);
+}
 
-int TtupleVector::correctIndex(int i) const { return i >= 0 && i < points(); }
+int TtupleVector::correctIndex(int i) const {
+    return i >= 0 && i < points();
+}
 
-int TtupleVector::correctTuple(int c) const { return c >= 0 && c < tupleSize_; }
+int TtupleVector::correctTuple(int c) const {
+    return c >= 0 && c < tupleSize_;
+}
 
 void TtupleVector::boundsCheck(int i) const {
     if (correctIndex(i)) return;
@@ -150,7 +153,7 @@ void TtupleVector::copyPoint(int to, const TtupleVector& source, int from) {
     }
 }
 
-// These points, copied when they may overlap those of `other`.
+// These points, copied when they may be among those of `other`.
 TtupleVector TtupleVector::apartFrom(const TtupleVector& other) const {
-    return overlap(data_, other.data_) ? copy() : *this;
+    return VecAccess::sameBlock(data_, other.data_) ? copy() : *this;
 }

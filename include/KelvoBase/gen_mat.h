@@ -235,6 +235,10 @@ class KELVO_API GenMatBody : public MatBody<Mat, Vec, T> {
         return this->contains(i, j) ? const_cast<T*>(this->cell(position(i, j)))
                                     : this->reportElement(i, j, position(i, j));
     }
+    struct Unchecked {};
+    GenMatBody(const Vec& data, unsigned rows, unsigned cols, Unchecked);
+
+    Vec strided(std::int64_t start, unsigned n, unsigned step) const;
     Vec rowView(int i) const;
     Vec colView(int j) const;
     Vec diagonalView(int k) const;

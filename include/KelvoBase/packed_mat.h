@@ -48,7 +48,6 @@ namespace kelvo::linalg {
 /// How a symmetric matrix stores its elements and hands them out.
 struct SymPacking {
     typedef double& Reference;
-    static constexpr bool kMirrored = true;
     static bool isStored(int, int) { return true; }
     static std::int64_t position(int i, int j) {
         const std::int64_t row = i < j ? j : i;
@@ -60,7 +59,6 @@ struct SymPacking {
 /// The same for a lower triangular matrix.
 struct LowerPacking {
     typedef RODRef Reference;
-    static constexpr bool kMirrored = false;
     static bool isStored(int i, int j) { return j <= i; }
     static std::int64_t position(int i, int j) {
         const std::int64_t row = i;
@@ -72,7 +70,6 @@ struct LowerPacking {
 /// The same for an upper triangular matrix.
 struct UpperPacking {
     typedef RODRef Reference;
-    static constexpr bool kMirrored = false;
     static bool isStored(int i, int j) { return i <= j; }
     static std::int64_t position(int i, int j) { return LowerPacking::position(j, i); }
     static RODRef reference(double* cell, bool stored) { return RODRef(cell, !stored); }
@@ -132,6 +129,8 @@ class KELVO_API PackedMatBody : public MatBody<Mat, DoubleVec, double> {
 
   private:
     friend struct MatAccess;
+
+    PackedMatBody(const DoubleVec& data, unsigned n);
 
     static double* sharedZero();
     const double* read(int i, int j, bool checking) const {

@@ -35,7 +35,8 @@ class KELVO_API DoubleQRDecomp {
     ~DoubleQRDecomp() = default;
 
     /// Non-zero: the next factor() moves the column with the largest remaining norm to the front at
-    /// every step, so that the diagonal of R falls in absolute value and dependent columns come last.
+    /// every step, so that the diagonal of R falls in absolute value and dependent columns come
+    /// last.
     void doPivoting(int flag);
 
     /// Factors `x` and forgets the former matrix. Every column takes part in pivoting.
@@ -63,8 +64,8 @@ class KELVO_API DoubleQRDecomp {
 
     // ---- Permuting vectors
 
-    /// New vector w with w(i) = v(pivots()(i)), the order of the columns of X P. Another length than
-    /// cols reports 0x5004 and returns an empty vector.
+    /// New vector w with w(i) = v(pivots()(i)), the order of the columns of X P. Another length
+    /// than cols reports 0x5004 and returns an empty vector.
     DoubleVec permute(const DoubleVec& v) const;
 
     /// The inverse of permute(): w(pivots()(i)) = v(i). Another length than cols reports 0x5004.
@@ -72,7 +73,8 @@ class KELVO_API DoubleQRDecomp {
 
     // ---- Projections
     // They work with X_k, the first k columns of X P. A k that is negative or greater than rows or
-    // cols stands for min(rows, cols). `y` needs rows elements, else 0x5002. Results are new vectors.
+    // cols stands for min(rows, cols). `y` needs rows elements, else 0x5002. Results are new
+    // vectors.
 
     /// Q y, where Q holds the first k reflections.
     DoubleVec computeQy(const DoubleVec& y, int k) const;
@@ -93,8 +95,8 @@ class KELVO_API DoubleQRDecomp {
     // ---- Solving
 
     /// Least-squares solution x of X x = b, cols elements in the order of X's columns; those beyond
-    /// the first min(rows, cols) pivoted ones are 0. `b` needs rows elements (0x5002); a zero on the
-    /// diagonal of R reports 0x5011.
+    /// the first min(rows, cols) pivoted ones are 0. `b` needs rows elements (0x5002); a zero on
+    /// the diagonal of R reports 0x5011.
     DoubleVec solve(const DoubleVec& b) const;
 
   protected:
@@ -144,8 +146,8 @@ class KELVO_API DoubleLeastSqQR : public DoubleQRDecomp {
     /// without columns reports 0x5011.
     DoubleVec solve(const DoubleVec& b) const;
 
-    /// b - X x for x = solve(b), without solving. `b` needs rows elements (0x5002); a matrix without
-    /// rows reports 0x5011.
+    /// b - X x for x = solve(b), without solving. `b` needs rows elements (0x5002); a matrix
+    /// without rows reports 0x5011.
     DoubleVec residual(const DoubleVec& b) const;
 
   private:

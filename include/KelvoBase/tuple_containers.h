@@ -27,8 +27,8 @@ class KELVO_API TtupleVector {
     /// raised to 1 only after this product.
     TtupleVector(int tuple, int n, double value);
 
-    /// Copies tuple * n elements from `elements`, which holds point after point. Null is taken as no
-    /// points.
+    /// Copies tuple * n elements from `elements`, which holds point after point. Null is taken as
+    /// no points.
     TtupleVector(int tuple, int n, double* elements);
 
     /// Copies n points; points[i] addresses the `tuple` coordinates of point i. Null is taken as no
@@ -41,8 +41,9 @@ class KELVO_API TtupleVector {
     /// Shares the data of `other`.
     TtupleVector(const TtupleVector& other) = default;
 
-    /// Copies the values of `other` into this object's data and takes its tuple size over. Different
-    /// data lengths report VNMATCH (vec.h); the common elements are copied if that returns.
+    /// Copies the values of `other` into this object's data and takes its tuple size over.
+    /// Different data lengths report VNMATCH (vec.h); the common elements are copied if that
+    /// returns.
     TtupleVector& operator=(const TtupleVector& other);
 
     ~TtupleVector() = default;
@@ -51,7 +52,9 @@ class KELVO_API TtupleVector {
     int size() const { return tupleSize_; }
 
     /// Number of points, from the length of the data.
-    int points() const { return static_cast<int>(data_.length()) / tupleSize_; }
+    int points() const {
+        return static_cast<int>(data_.length() / static_cast<unsigned>(tupleSize_));
+    }
 
     /// All coordinates, a view.
     DoubleVec data() const { return data_; }
@@ -85,16 +88,17 @@ class KELVO_API TtupleVector {
     TtupleVector rPoints(const IntVec& indices) const;
 
     /// Every point reduced to coordinates indices(0), indices(1), ..., new, of tuple size
-    /// indices.length(). Without points and of this tuple size when the list is empty or a coordinate
-    /// does not exist.
+    /// indices.length(). Without points and of this tuple size when the list is empty or a
+    /// coordinate does not exist.
     TtupleVector components(const IntVec& indices) const;
 
     /// Every point reduced to coordinates first to first + count - 1, as above.
     TtupleVector components(int first, int count) const;
 
-    /// Copies point k of `source` into point start + k for k from 0 to count - 1, as far as `source`
-    /// has points. Of points of a smaller tuple size, the leading coordinates change. Returns 1 when
-    /// done or count is 0; 0 and unchanged when source.size() > size() or a target does not exist.
+    /// Copies point k of `source` into point start + k for k from 0 to count - 1, as far as
+    /// `source` has points. Of points of a smaller tuple size, the leading coordinates change.
+    /// Returns 1 when done or count is 0; 0 and unchanged when source.size() > size() or a target
+    /// does not exist.
     int setPoints(int start, int count, const TtupleVector& source);
 
     /// The same with point indices(k) as the target of point k of `source`.
@@ -135,7 +139,8 @@ class KELVO_API TtupleVector {
   private:
     // `count` points from `start` on, unchecked.
     DoubleVec viewOf(int start, int count) const {
-        return DoubleVec(data_, start * tupleSize_, static_cast<unsigned>(count * tupleSize_), 1);
+        return DoubleVec(data_, static_cast<int>(int64{start} * tupleSize_),
+                         static_cast<unsigned>(count * tupleSize_), 1);
     }
     TtupleVector none() const { return TtupleVector(tupleSize_, DoubleVec()); }
     void copyPoint(int to, const TtupleVector& source, int from);
@@ -162,9 +167,9 @@ class KELVO_API TtupleMatrix {
     /// Shares the data of `other`.
     TtupleMatrix(const TtupleMatrix& other) = default;
 
-    /// Copies the values of `other` into this object's data and takes its tuple size and shape over.
-    /// Different data lengths report VNMATCH (vec.h); if that returns, the common elements are
-    /// copied and the shape stays.
+    /// Copies the values of `other` into this object's data and takes its tuple size and shape
+    /// over. Different data lengths report VNMATCH (vec.h); if that returns, the common elements
+    /// are copied and the shape stays.
     TtupleMatrix& operator=(const TtupleMatrix& other);
 
     ~TtupleMatrix() = default;
@@ -243,14 +248,14 @@ class KELVO_API TtupleMatrix {
     /// 1 when column c exists.
     int correctCol(int c) const;
 
-    /// Returns when the point exists; otherwise reports "bad row" or, with a good row, "bad column",
-    /// and aborts the process.
+    /// Returns when the point exists; otherwise reports "bad row" or, with a good row, "bad
+    /// column", and aborts the process.
     void boundsCheck(int r, int c) const;
 
   private:
     // `count` points of column c from row r on, unchecked.
     DoubleVec viewOf(int r, int c, int count) const {
-        return DoubleVec(data_, (rows_ * c + r) * tupleSize_,
+        return DoubleVec(data_, static_cast<int>((int64{rows_} * c + r) * tupleSize_),
                          static_cast<unsigned>(count * tupleSize_), 1);
     }
     TtupleMatrix none() const { return TtupleMatrix(tupleSize_, 0, 0, DoubleVec()); }

@@ -158,7 +158,7 @@ class KELVO_API VecBody {
     /// The negated elements, new.
     Vec operator-() const;
     /// Another view of the same elements.
-    Vec operator+() const { return static_cast<const Vec&>(*this); }
+    Vec operator+() const { return self(); }
 
     /// Elementwise, new; lengths must be equal (VNMATCH, with the left length for the result).
     friend Vec operator+(const Vec& v, const Vec& w) { return v.plus(w); }
@@ -217,15 +217,27 @@ class KELVO_API VecBody {
         return static_cast<std::uint64_t>(std::int64_t{i}) < length_;
     }
     T* address(int i) const { return begin_ + static_cast<std::ptrdiff_t>(i) * stride_; }
-    Vec valuesAt(const IntVec& positions, unsigned count) const;
 
   private:
     friend struct VecAccess;
 
+    bool sliceFits(int start, unsigned n, int stride) const;
     static T* scratchCell();
     T* missing(int i) const;
-    void allocate(unsigned n);
+    const Vec& self() const { return static_cast<const Vec&>(*this); }
+    Vec& self() { return static_cast<Vec&>(*this); }
+    unsigned matched(unsigned n) const;
+    Vec operandFor(const Vec& w) const;
+    void fill(T value, unsigned from);
+    void take(const T* values, int stride, unsigned n);
+    void store(unsigned i, T value);
     void assign(const VecBody& w);
+    template <class Loop>
+    Vec combined(const Vec& w, Loop loop) const;
+    template <class Loop>
+    Vec transformed(Loop loop) const;
+    template <class Loop>
+    Vec& changed(const Vec& w, Loop loop);
     int equals(const Vec& w) const;
     Vec plus(const Vec& w) const;
     Vec minus(const Vec& w) const;

@@ -81,7 +81,7 @@ BASE_API void rptSleep(unsigned milliseconds);
 
 /// Formats into `buffer` of `size` bytes, always terminated when size is not 0. Returns the length
 /// that the whole text has (size or more: it was cut), or a negative number and an empty text when
-/// it cannot be formatted. `buffer` may be null when size is 0.
+/// it cannot be formatted. A null `buffer` counts as size 0.
 BASE_API int VL_vsnprintf(char* buffer, size_t size, const char* format, va_list values)
     BASE_PRINTF(3, 0);
 

@@ -1,0 +1,61 @@
+// Storage blocks, and the free list of their records.
+#include <array>
+#include <new>
+
+#include "Base/ma.h"
+#include "KelvoBase/vec.h"
+
+namespace {
+
+// Freed records of one size class, last in, first out.
+struct FreeRecords {
+    std::array<void*, 5> records{};
+    unsigned count = 0;
+};
+
+// Classes are steps of half a pointer; a record of one word and a pointer, class 4 of 5, is the
+// largest request seen so far. Records stay here until the end of the process.
+constexpr std::size_t kClassStep = sizeof(void*) / 2;
+constexpr std::size_t kClasses = 5;
+constinit std::array<FreeRecords, kClasses> g_free{};
+
+constexpr std::size_t classOf(std::size_t size) {
+    return (size + kClassStep - 1) / kClassStep;
+}
+static_assert(classOf(sizeof(RWBlock)) == 4);
+
+}  // namespace
+
+void* RWBlock::operator new(std::size_t size) {
+    const std::size_t c = classOf(size);
+    if (c > kClasses) return ::operator new(size);
+    FreeRecords& free = g_free[c - 1];
+    return free.count > 0 ? free.records[--free.count] : ::operator new(c* kClassStep);
+}
+
+void RWBlock::operator delete(void* record, std::size_t size) {
+    const std::size_t c = classOf(size);
+    if (record && c <= kClasses && g_free[c - 1].count < g_free[c - 1].records.size()) {
+        FreeRecords& free = g_free[c - 1];
+        free.records[free.count++] = record;
+    } else {
+        ::operator delete(record);
+    }
+}
+
+RWBlock::RWBlock(unsigned count, unsigned elementSize) {
+    if (count == 0) return;
+    data_ = MA_allocate(std::size_t{count} * elementSize);
+    if (!data_) {
+        using namespace kelvo::linalg;
+        reportMathError({kNoMemory, kTerminate, kBlockCode}, "RWBlock");
+    }
+}
+
+RWBlock::~RWBlock() {
+    MA_release(data_);
+}
+
+void RWBlock::destroy() {
+    delete this;
+}

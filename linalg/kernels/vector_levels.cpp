@@ -1,0 +1,160 @@
+// The vector kernels, compiled once per instruction level into the namespace KELVO_LEVEL.
+// Everything here has internal linkage except the table, and no header with inline functions is
+// included: the linker merges equal inline functions, and a copy made for a newer processor must
+// not win.
+#include <stddef.h>
+#include <stdint.h>
+
+#include "linalg/kernels/vector_table.h"
+
+namespace kelvo::kernels::KELVO_LEVEL {
+namespace {
+
+#if defined(__AVX512F__)
+constexpr size_t kVectorBytes = 64;
+#elif defined(__AVX__)
+constexpr size_t kVectorBytes = 32;
+#else
+constexpr size_t kVectorBytes = 16;
+#endif
+constexpr size_t kWidth = kVectorBytes / sizeof(double);
+
+typedef double Vector __attribute__((vector_size(kVectorBytes)));
+// In memory, at any double. Only to load and store through: a template would drop the alignment.
+typedef double Unaligned __attribute__((vector_size(kVectorBytes), aligned(8), may_alias));
+
+inline Vector load(const double* p) {
+    return *reinterpret_cast<const Unaligned*>(p);
+}
+
+inline void store(double* p, Vector v) {
+    *reinterpret_cast<Unaligned*>(p) = v;
+}
+
+inline double lanes(Vector v) {
+    double sum = 0.0;
+    for (size_t k = 0; k < kWidth; ++k) sum += v[k];
+    return sum;
+}
+
+// True when z(i) lies on an operand element that is still to be read, so that several elements must
+// not be computed at once.
+inline bool runsInto(const double* z, const double* x, size_t n) {
+    const uintptr_t ahead = reinterpret_cast<uintptr_t>(z) - reinterpret_cast<uintptr_t>(x);
+    return ahead != 0 && ahead < n * sizeof(double);
+}
+
+// z(i) = op(x(i), y(i)), two vectors a turn.
+template <class Op>
+inline void map(size_t n, const double* x, const double* y, double* z, Op op) {
+    size_t i = 0;
+    if (!runsInto(z, x, n) && !runsInto(z, y, n)) {
+        for (; i + 2 * kWidth <= n; i += 2 * kWidth) {
+            const Vector first = op(load(x + i), load(y + i));
+            const Vector second = op(load(x + i + kWidth), load(y + i + kWidth));
+            store(z + i, first);
+            store(z + i + kWidth, second);
+        }
+        if (i + kWidth <= n) {
+            store(z + i, op(load(x + i), load(y + i)));
+            i += kWidth;
+        }
+    }
+    for (; i < n; ++i) z[i] = op(x[i], y[i]);
+}
+
+template <class Op>
+inline void map(size_t n, const double* x, double* z, Op op) {
+    map(n, x, x, z, [op](auto a, auto) { return op(a); });
+}
+
+// term(x(0), y(0)) + ..., in four running vectors.
+template <class Term>
+inline double total(size_t n, const double* x, const double* y, Term term) {
+    Vector s0 = {}, s1 = {}, s2 = {}, s3 = {};
+    size_t i = 0;
+    for (; i + 4 * kWidth <= n; i += 4 * kWidth) {
+        s0 += term(load(x + i), load(y + i));
+        s1 += term(load(x + i + kWidth), load(y + i + kWidth));
+        s2 += term(load(x + i + 2 * kWidth), load(y + i + 2 * kWidth));
+        s3 += term(load(x + i + 3 * kWidth), load(y + i + 3 * kWidth));
+    }
+    for (; i + kWidth <= n; i += kWidth) s0 += term(load(x + i), load(y + i));
+    double sum = lanes((s0 + s1) + (s2 + s3));
+    for (; i < n; ++i) sum += term(x[i], y[i]);
+    return sum;
+}
+
+double dot(size_t n, const double* x, const double* y) {
+    return total(n, x, y, [](auto a, auto b) { return a * b; });
+}
+
+double sum(size_t n, const double* x) {
+    return total(n, x, x, [](auto a, auto) { return a; });
+}
+
+double sumSquares(size_t n, const double* x) {
+    return total(n, x, x, [](auto a, auto) { return a * a; });
+}
+
+void axpy(size_t n, double a, const double* x, double* y) {
+    map(n, x, y, y, [a](auto xi, auto yi) { return yi + a * xi; });
+}
+
+void rot(size_t n, double* x, double* y, double c, double s) {
+    size_t i = 0;
+    for (; i + kWidth <= n; i += kWidth) {
+        const Vector xi = load(x + i), yi = load(y + i);
+        store(x + i, c * xi + s * yi);
+        store(y + i, c * yi - s * xi);
+    }
+    for (; i < n; ++i) {
+        const double xi = x[i], yi = y[i];
+        x[i] = c * xi + s * yi;
+        y[i] = c * yi - s * xi;
+    }
+}
+
+void add(size_t n, const double* x, const double* y, double* z) {
+    map(n, x, y, z, [](auto a, auto b) { return a + b; });
+}
+
+void sub(size_t n, const double* x, const double* y, double* z) {
+    map(n, x, y, z, [](auto a, auto b) { return a - b; });
+}
+
+void mul(size_t n, const double* x, const double* y, double* z) {
+    map(n, x, y, z, [](auto a, auto b) { return a * b; });
+}
+
+void div(size_t n, const double* x, const double* y, double* z) {
+    map(n, x, y, z, [](auto a, auto b) { return a / b; });
+}
+
+void negate(size_t n, const double* x, double* z) {
+    map(n, x, z, [](auto a) { return -a; });
+}
+
+void addScalar(size_t n, const double* x, double a, double* z) {
+    map(n, x, z, [a](auto xi) { return xi + a; });
+}
+
+void mulScalar(size_t n, const double* x, double a, double* z) {
+    map(n, x, z, [a](auto xi) { return xi * a; });
+}
+
+void scalarMinus(size_t n, double a, const double* x, double* z) {
+    map(n, x, z, [a](auto xi) { return a - xi; });
+}
+
+void scalarOver(size_t n, double a, const double* x, double* z) {
+    map(n, x, z, [a](auto xi) { return a / xi; });
+}
+
+}  // namespace
+
+const VectorTable kVectorTable = {dot,       sum,       sumSquares,  axpy,      rot,
+                                  add,       sub,       mul,         div,       negate,
+                                  addScalar, mulScalar, scalarMinus, scalarOver};
+
+}  // namespace kelvo::kernels::KELVO_LEVEL

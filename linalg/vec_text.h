@@ -1,0 +1,103 @@
+// Definitions of VecBody: text output and input. Included like vec_body.h.
+#pragma once
+
+#include <cctype>
+#include <istream>
+#include <limits>
+#include <ostream>
+
+#include "KelvoBase/vec.h"
+
+namespace kelvo::linalg {
+
+inline void writeElement(std::ostream& os, signed char value) {
+    os << int{value};
+}
+template <class T>
+void writeElement(std::ostream& os, T value) {
+    os << value;
+}
+
+// A number that does not fit fails the stream, as it does for the other integers.
+inline bool readElement(std::istream& is, signed char& value) {
+    using Limits = std::numeric_limits<signed char>;
+    int number = 0;
+    if (!(is >> number)) return false;
+    value = static_cast<signed char>(number);
+    if (number >= Limits::min() && number <= Limits::max()) return true;
+    is.setstate(std::ios::failbit);
+    return false;
+}
+template <class T>
+bool readElement(std::istream& is, T& value) {
+    return static_cast<bool>(is >> value);
+}
+
+// The next character that is no white space, or EOF.
+inline int nextCharacter(std::istream& is) {
+    int c = is.get();
+    while (is && std::isspace(c)) c = is.get();
+    return c;
+}
+
+// Fills a vector from the front and lengthens it on the way. Steps grow with the length, so that
+// long input takes linear time.
+template <class Vec>
+class Appender {
+  public:
+    explicit Appender(Vec& v) : v_(v) {}
+
+    bool read(std::istream& is) {
+        typename Vec::value_type value;
+        if (!readElement(is, value)) return false;
+        if (count_ == v_.length()) v_.resize(count_ + std::max(kStep, count_ / 2));
+        v_.data()[static_cast<std::ptrdiff_t>(count_++) * v_.stride()] = value;
+        return true;
+    }
+    void finish() { v_.resize(count_); }
+    bool isFull() const { return count_ > kMost; }
+
+  private:
+    static constexpr unsigned kStep = 128;
+    static constexpr unsigned kMost = std::numeric_limits<unsigned>::max() / 2;
+    Vec& v_;
+    unsigned count_ = 0;
+};
+
+template <class T, class Vec, class Pick>
+void VecBody<T, Vec, Pick>::scanFrom(std::istream& is) {
+    Appender<Vec> elements(self());
+    int c = nextCharacter(is);
+    if (c == '[') {
+        for (c = nextCharacter(is); is && c != ']' && !elements.isFull(); c = nextCharacter(is)) {
+            is.unget();
+            elements.read(is);
+        }
+    } else {
+        is.unget();
+        while (!elements.isFull() && elements.read(is)) {
+        }
+    }
+    elements.finish();
+}
+
+template <class T, class Vec, class Pick>
+void VecBody<T, Vec, Pick>::printOn(std::ostream& os) const {
+    if (numberPerLine < 1) numberPerLine = 5;
+    const auto perLine = static_cast<unsigned>(numberPerLine);
+    os << (perLine < length_ ? "[\n" : "[ ");
+    for (unsigned i = 0; i < length_; ++i) {
+        if (i > 0) os << (i % perLine != 0 ? " " : "\n");
+        writeElement(os, begin_[static_cast<std::ptrdiff_t>(i) * stride_]);
+    }
+    os << (perLine >= length_ ? " ]" : "\n]");
+}
+
+template <class T, class Vec, class Pick>
+int VecBody<T, Vec, Pick>::setFormatting(int count) {
+    const int previous = numberPerLine;
+    numberPerLine = count;
+    return previous;
+}
+
+}  // namespace kelvo::linalg

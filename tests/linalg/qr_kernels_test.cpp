@@ -1,0 +1,308 @@
+// What could break here: signs and the storage of the reflections, the last row, pivots when norms
+// cancel, columns that are to stay in front or at the back, one row, no rows, no columns, results
+// that share arrays, and input at the ends of the number range.
+#include <gtest/gtest.h>
+
+#include <limits>
+
+#include "linalg/kernels/dqrdc.h"
+#include "linalg/kernels/dqrsl.h"
+#include "tests/linalg/kernel_support.h"
+
+namespace kelvo::test {
+namespace {
+
+using kernels::dqrdc;
+using kernels::dqrsl;
+
+constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
+constexpr double kInf = std::numeric_limits<double>::infinity();
+constexpr double kTolerance = 10.0;  // scaled residuals: a few rounding errors
+
+struct Qr {
+    Matrix x;
+    std::vector<double> qraux;
+    std::vector<int> jpvt;
+
+    int steps() const { return std::min(x.rows, x.cols); }
+};
+
+Qr factor(const Matrix& a, bool pivoting, std::vector<int> specifiers = {}) {
+    const auto p = static_cast<std::size_t>(a.cols);
+    specifiers.resize(p, kernels::kPivotFree);
+    Qr f = {a, std::vector<double>(p, -7.0), specifiers};
+    std::vector<double> work(p);
+    dqrdc(f.x.data(), a.ld(), a.rows, a.cols, f.qraux.data(), pivoting ? f.jpvt.data() : nullptr,
+          pivoting ? work.data() : nullptr, pivoting);
+    if (!pivoting)
+        for (std::size_t j = 0; j < p; ++j) f.jpvt[j] = static_cast<int>(j) + 1;
+    return f;
+}
+
+// Q (all its columns) from the stored reflections I - v v' / v(k), k = 0 .. steps - 1.
+Matrix explicitQ(const Qr& f, int steps) {
+    Matrix q = identity(f.x.rows);
+    for (int k = steps - 1; k >= 0; --k) {
+        const double head = f.qraux[static_cast<std::size_t>(k)];
+        if (head == 0.0) continue;
+        Matrix v(f.x.rows, 1);
+        for (int i = k; i < f.x.rows; ++i) v(i, 0) = i == k ? head : f.x(i, k);
+        const Matrix w = transposed(v) * q;
+        for (int j = 0; j < q.cols; ++j)
+            for (int i = 0; i < q.rows; ++i) q(i, j) -= v(i, 0) * w(0, j) / head;
+    }
+    return q;
+}
+
+Matrix explicitR(const Qr& f) {
+    Matrix r(f.x.rows, f.x.cols);
+    for (int j = 0; j < r.cols; ++j)
+        for (int i = 0; i <= std::min(j, r.rows - 1); ++i) r(i, j) = f.x(i, j);
+    return r;
+}
+
+Matrix permutedColumns(const Matrix& a, const std::vector<int>& jpvt) {
+    Matrix m = a;
+    for (int j = 0; j < a.cols; ++j)
+        for (int i = 0; i < a.rows; ++i) m(i, j) = a(i, jpvt.at(static_cast<std::size_t>(j)) - 1);
+    return m;
+}
+
+// Textbook elimination by full reflection matrices, the pivot by fresh norms at every step.
+struct Textbook {
+    Matrix r;
+    std::vector<int> pivots;
+};
+
+double normBelow(const Matrix& r, int k, int j) {
+    long double sum = 0.0L;
+    for (int i = k; i < r.rows; ++i) sum += static_cast<long double>(r(i, j)) * r(i, j);
+    return static_cast<double>(std::sqrt(sum));
+}
+
+Textbook textbookQr(const Matrix& a, bool pivoting) {
+    Textbook t = {a, std::vector<int>(static_cast<std::size_t>(a.cols))};
+    for (std::size_t j = 0; j < t.pivots.size(); ++j) t.pivots[j] = static_cast<int>(j) + 1;
+    for (int k = 0; k < std::min(a.rows, a.cols); ++k) {
+        int best = k;
+        for (int j = k + 1; pivoting && j < a.cols; ++j)
+            if (normBelow(t.r, k, j) > normBelow(t.r, k, best)) best = j;
+        for (int i = 0; i < a.rows; ++i) std::swap(t.r(i, k), t.r(i, best));
+        std::swap(t.pivots[static_cast<std::size_t>(k)], t.pivots[static_cast<std::size_t>(best)]);
+        const double norm = normBelow(t.r, k, k);
+        if (k + 1 == a.rows || norm == 0.0) continue;
+        Matrix u(a.rows, 1);
+        for (int i = k; i < a.rows; ++i) u(i, 0) = t.r(i, k);
+        u(k, 0) += t.r(k, k) < 0.0 ? -norm : norm;
+        const double square = (transposed(u) * u)(0, 0);
+        const Matrix w = transposed(u) * t.r;
+        for (int j = 0; j < a.cols; ++j)
+            for (int i = 0; i < a.rows; ++i) t.r(i, j) -= 2.0 * u(i, 0) * w(0, j) / square;
+    }
+    return t;
+}
+
+void expectFactorization(const Matrix& a, bool pivoting) {
+    const Qr f = factor(a, pivoting);
+    const Matrix q = explicitQ(f, f.steps());
+    EXPECT_LE(orthogonalityError(q), kTolerance);
+    EXPECT_LE(scaledDifference(q * explicitR(f), permutedColumns(a, f.jpvt), largest(a)),
+              kTolerance);
+    for (int k = 0; k < f.steps(); ++k) {
+        const double head = f.qraux[static_cast<std::size_t>(k)];
+        EXPECT_TRUE(head == 0.0 || (head >= 1.0 && head <= 2.0 + 4 * DBL_EPSILON))
+            << k << ": " << head;
+        EXPECT_TRUE(k + 1 < a.rows || head == 0.0);
+    }
+    for (int k = 1; pivoting && k < f.steps(); ++k)
+        EXPECT_LE(std::fabs(f.x(k, k)), std::fabs(f.x(k - 1, k - 1)) * (1.0 + 1e-12)) << k;
+}
+
+TEST(QrFactorization, ReproducesEveryKindAndShape) {
+    for (Kind kind : kKinds)
+        for (int n : kSizes)
+            for (int p : kSizes)
+                for (bool pivoting : {false, true}) {
+                    SCOPED_TRACE(testing::Message() << kKindNames[static_cast<int>(kind)] << " "
+                                                    << n << "x" << p << " pivoting " << pivoting);
+                    expectFactorization(makeMatrix(kind, n, p), pivoting);
+                }
+}
+
+TEST(QrFactorization, SignsAndPivotsAreThoseOfTheTextbook) {
+    for (int n : kSizes)
+        for (int p : kSizes)
+            for (bool pivoting : {false, true}) {
+                SCOPED_TRACE(testing::Message() << n << "x" << p << " pivoting " << pivoting);
+                const Matrix a = makeMatrix(Kind::kRandom, n, p, 7);
+                const Qr f = factor(a, pivoting);
+                const Textbook t = textbookQr(a, pivoting);
+                EXPECT_EQ(t.pivots, f.jpvt);
+                Matrix r = t.r;
+                for (int j = 0; j < p; ++j)
+                    for (int i = j + 1; i < n; ++i) r(i, j) = 0.0;
+                EXPECT_LE(scaledDifference(explicitR(f), r, largest(a)), 1e3);
+            }
+}
+
+TEST(QrFactorization, DependentColumnsGiveAnExactZero) {
+    Matrix a(3, 2);
+    a(0, 0) = 1.0;
+    a(0, 1) = 2.0;
+    const Qr f = factor(a, false);
+    EXPECT_EQ(-1.0, f.x(0, 0));
+    EXPECT_EQ(-2.0, f.x(0, 1));
+    EXPECT_EQ(0.0, f.x(1, 1));
+    EXPECT_EQ((std::vector<double>{2.0, 0.0}), f.qraux);  // reflects though nothing is below
+}
+
+TEST(QrFactorization, CancelledNormsAreComputedAnew) {
+    Matrix a(3, 3);
+    for (int j = 0; j < 3; ++j) a(0, j) = 1.0;
+    a(1, 1) = 1e-9;
+    a(2, 2) = 2e-9;  // the larger rest, which differences of norms near 1 cannot show
+    EXPECT_EQ((std::vector<int>{1, 3, 2}), factor(a, true).jpvt);
+}
+
+TEST(QrFactorization, SpecifiersKeepColumnsInFrontAndAtTheBack) {
+    const struct {
+        const char* label;
+        std::vector<int> specifiers, pivots;
+    } kRows[] = {
+        // Column j has norm j, so free columns come in descending order.
+        {"all free", {0, 0, 0, 0, 0}, {5, 4, 3, 2, 1}},
+        {"initial", {0, 3, 0, 1, 0}, {2, 4, 5, 3, 1}},
+        {"final", {0, 0, 0, -1, -2}, {3, 2, 1, 4, 5}},
+        {"initial and final", {-1, 0, 1, 0, -1}, {3, 4, 2, 1, 5}},
+        {"all initial", {1, 1, 1, 1, 1}, {1, 2, 3, 4, 5}},
+        {"all final", {-1, -1, -1, -1, -1}, {1, 2, 3, 4, 5}},
+    };
+    Matrix a(6, 5);
+    for (int j = 0; j < 5; ++j) a(j, j) = j + 1.0;
+    for (const auto& row : kRows) {
+        SCOPED_TRACE(row.label);
+        const Qr f = factor(a, true, row.specifiers);
+        EXPECT_EQ(row.pivots, f.jpvt);
+        for (int k = 0; k < 5; ++k)
+            EXPECT_EQ(row.pivots[static_cast<std::size_t>(k)], std::fabs(f.x(k, k)));
+    }
+}
+
+TEST(QrFactorization, NonFiniteInputEnds) {
+    for (double bad : {kNan, kInf, -kInf})
+        for (int at = 0; at < 12; ++at) {
+            Matrix a = makeMatrix(Kind::kRandom, 4, 3);
+            a.a[static_cast<std::size_t>(at)] = bad;
+            const Qr f = factor(a, true);
+            std::vector<int> sorted = f.jpvt;
+            std::sort(sorted.begin(), sorted.end());
+            EXPECT_EQ((std::vector<int>{1, 2, 3}), sorted);
+            EXPECT_FALSE(std::isfinite(largest(f.x)));
+        }
+}
+
+// Every result of dqrsl; untouched ones keep their mark.
+constexpr double kMark = 12345.0;
+struct Solution {
+    Matrix qy, qty, b, rsd, xb;
+    int info = -1;
+
+    Solution(int n, int k)
+        : qy(n, 1, kMark), qty(n, 1, kMark), b(k, 1, kMark), rsd(n, 1, kMark), xb(n, 1, kMark) {}
+};
+
+Solution solve(const Qr& f, int k, const Matrix& y, int job) {
+    Solution s(f.x.rows, k);
+    s.info = dqrsl(f.x.a.data(), f.x.ld(), f.x.rows, k, f.qraux.data(), y.a.data(), s.qy.data(),
+                   s.qty.data(), s.b.data(), s.rsd.data(), s.xb.data(), job);
+    return s;
+}
+
+void expectSolution(const Matrix& a, const Qr& f, int k) {
+    const Matrix y = makeMatrix(Kind::kRandom, a.rows, 1, 3);
+    const Matrix q = explicitQ(f, k);
+    const Solution s = solve(f, k, y, 11111);
+    EXPECT_EQ(0, s.info);
+    EXPECT_LE(scaledDifference(s.qy, q * y, 1.0), kTolerance);
+    EXPECT_LE(scaledDifference(s.qty, transposed(q) * y, 1.0), kTolerance);
+
+    Matrix front(a.rows, k);  // X_k
+    std::copy_n(a.a.begin(), front.a.size(), front.a.begin());
+    const Matrix fit = front * s.b;
+    EXPECT_LE(scaledDifference(s.xb, fit, 1.0 + largest(s.b)), kTolerance);
+    Matrix sum = s.xb;
+    for (std::size_t i = 0; i < sum.a.size(); ++i) sum.a[i] += s.rsd.a[i];
+    EXPECT_LE(scaledDifference(sum, y, 1.0), kTolerance);
+    EXPECT_LE(scaledDifference(transposed(front) * s.rsd, Matrix(k, 1), 1.0 * a.rows), kTolerance);
+}
+
+TEST(QrSolution, AgreesWithExplicitFactors) {
+    for (int n : kSizes)
+        for (int p : kSizes) {
+            const Matrix a = makeMatrix(Kind::kRandom, n, p, 5);
+            const Qr f = factor(a, false);
+            for (int k : {0, f.steps() / 2, f.steps()}) {
+                SCOPED_TRACE(testing::Message() << n << "x" << p << " k " << k);
+                expectSolution(a, f, k);
+            }
+        }
+}
+
+TEST(QrSolution, EachJobGivesWhatWasAskedAndNothingElse) {
+    const Qr f = factor(makeMatrix(Kind::kRandom, 7, 4), true);
+    const Matrix y = makeMatrix(Kind::kRandom, 7, 1, 9);
+    for (int k : {0, 1, 4}) {
+        const Solution all = solve(f, k, y, 11111);
+        for (int bits = 0; bits < 32; ++bits) {
+            const int digits[] = {bits >> 4, bits >> 3 & 1, bits >> 2 & 1, bits >> 1 & 1, bits & 1};
+            int job = 0;
+            for (int d : digits) job = 10 * job + 3 * d;  // any digit above 0 asks
+            SCOPED_TRACE(testing::Message() << "k " << k << " job " << job);
+            const Solution s = solve(f, k, y, job);
+            const auto expected = [](bool asked, const Matrix& m) {
+                return asked ? m : Matrix(m.rows, m.cols, kMark);
+            };
+            EXPECT_EQ(expected(digits[0], all.qy).a, s.qy.a);
+            EXPECT_EQ(expected(bits & 15, all.qty).a, s.qty.a);
+            EXPECT_EQ(expected(digits[2], all.b).a, s.b.a);
+            EXPECT_EQ(expected(digits[3], all.rsd).a, s.rsd.a);
+            EXPECT_EQ(expected(digits[4], all.xb).a, s.xb.a);
+        }
+    }
+}
+
+TEST(QrSolution, ResultsMayShareTheRightSide) {
+    const Qr f = factor(makeMatrix(Kind::kRandom, 7, 4), false);
+    const Matrix y = makeMatrix(Kind::kRandom, 7, 1, 9);
+    const Solution all = solve(f, 4, y, 111);
+    for (int shared = 0; shared < 3; ++shared) {
+        Solution s(7, 4);
+        Matrix io = y;
+        double* out[] = {s.b.data(), s.rsd.data(), s.xb.data()};
+        out[shared] = io.data();
+        dqrsl(f.x.a.data(), 7, 7, 4, f.qraux.data(), io.data(), nullptr, io.data(), out[0], out[1],
+              out[2], 111);
+        EXPECT_TRUE(std::equal(all.b.a.begin(), all.b.a.end(), out[0])) << shared;
+        EXPECT_TRUE(std::equal(all.rsd.a.begin(), all.rsd.a.end(), out[1])) << shared;
+        EXPECT_TRUE(std::equal(all.xb.a.begin(), all.xb.a.end(), out[2])) << shared;
+    }
+}
+
+TEST(QrSolution, ZeroOnTheDiagonalIsNamed) {
+    Matrix a = identity(4);
+    a(1, 1) = 0.0;
+    Qr f = factor(a, false);
+    const Matrix y(4, 1, 1.0);
+    EXPECT_EQ(2, solve(f, 4, y, 100).info);
+    EXPECT_EQ(0, solve(f, 1, y, 100).info);  // only the first k count
+    EXPECT_EQ(0, solve(f, 4, y, 11).info);   // and only for coefficients
+    EXPECT_EQ(1.0, solve(f, 4, y, 100).b(3, 0));
+    EXPECT_EQ(1.0, solve(f, 4, y, 100).b(2, 0));
+
+    const Qr one = factor(Matrix(1, 2, 0.0), false);
+    EXPECT_EQ(1, solve(one, 1, Matrix(1, 1, 5.0), 100).info);
+    EXPECT_EQ(kMark, solve(one, 1, Matrix(1, 1, 5.0), 100).b(0, 0));
+}
+
+}  // namespace
+}  // namespace kelvo::test

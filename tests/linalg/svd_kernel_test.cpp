@@ -1,0 +1,201 @@
+// What could break here: shapes (one row, one column, wide), job digits, signs and order of the
+// values, vectors that no longer fit their values, iterations that do not end on odd input, and
+// over- or underflow on the way.
+#include <gtest/gtest.h>
+#include <lapacke.h>
+
+#include <limits>
+
+#include "linalg/kernels/bidiagonal_svd.h"
+#include "linalg/kernels/dsvdc.h"
+#include "tests/linalg/kernel_support.h"
+
+namespace kelvo::test {
+namespace {
+
+using kernels::dsvdc;
+
+constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
+constexpr double kInf = std::numeric_limits<double>::infinity();
+constexpr double kMark = 12345.0;
+constexpr double kTolerance = 20.0;  // scaled residuals: a few rounding errors
+
+struct Svd {
+    Matrix u, v;
+    std::vector<double> s, e;
+    int info;
+};
+
+Svd decompose(const Matrix& a, int job) {
+    const int n = a.rows, p = a.cols, m = std::min(n, p);
+    const auto size = [](int k) { return static_cast<std::size_t>(k); };
+    Svd d = {Matrix(n, job / 10 == 0   ? 0
+                       : job / 10 == 1 ? n
+                                       : m),
+             Matrix(p, job % 10 ? p : 0), std::vector<double>(size(std::min(n + 1, p)), kMark),
+             std::vector<double>(size(p), kMark), -1};
+    Matrix x = a;
+    std::vector<double> work(size(n));
+    d.info = dsvdc(x.data(), a.ld(), n, p, d.s.data(), d.e.data(), d.u.cols ? d.u.data() : nullptr,
+                   a.ld(), d.v.cols ? d.v.data() : nullptr, std::max(p, 1), work.data(), job);
+    return d;
+}
+
+std::vector<double> lapackValues(Matrix a) {
+    const int m = std::min(a.rows, a.cols);
+    std::vector<double> s(static_cast<std::size_t>(m)), superb(static_cast<std::size_t>(m) + 1);
+    double none = 0.0;
+    if (m == 0) return s;
+    EXPECT_EQ(0, LAPACKE_dgesvd(LAPACK_COL_MAJOR, 'N', 'N', a.rows, a.cols, a.data(), a.ld(),
+                                s.data(), &none, 1, &none, 1, superb.data()));
+    return s;
+}
+
+Matrix recomposed(const Svd& d) {
+    const int m = std::min({d.u.cols, d.v.cols, static_cast<int>(d.s.size())});
+    Matrix us(d.u.rows, m), v(d.v.rows, m);
+    for (int j = 0; j < m; ++j) {
+        for (int i = 0; i < us.rows; ++i) us(i, j) = d.u(i, j) * d.s[static_cast<std::size_t>(j)];
+        for (int i = 0; i < v.rows; ++i) v(i, j) = d.v(i, j);
+    }
+    return us * transposed(v);
+}
+
+void expectDecomposition(const Matrix& a) {
+    const std::vector<double> reference = lapackValues(a);
+    const double norm = reference.empty() ? 0.0 : reference[0];
+    const double unit = DBL_EPSILON * norm * std::max(a.rows, a.cols) + DBL_TRUE_MIN;
+    std::vector<double> first;
+    for (int job : {11, 21, 0, 10, 20, 1}) {
+        SCOPED_TRACE(testing::Message() << "job " << job);
+        const Svd d = decompose(a, job);
+        EXPECT_EQ(0, d.info);
+        EXPECT_EQ(std::vector<double>(d.e.size()), d.e);
+        if (job == 11) first = d.s;
+        EXPECT_EQ(first, d.s);  // vectors do not change the values
+        EXPECT_LE(orthogonalityError(d.u), kTolerance);
+        EXPECT_LE(orthogonalityError(d.v), kTolerance);
+        if (job > 10 && job % 10) {
+            EXPECT_LE(scaledDifference(recomposed(d), a, norm), kTolerance);
+        }
+    }
+    for (std::size_t i = 0; i < reference.size(); ++i) {
+        EXPECT_LE(std::fabs(first[i] - reference[i]) / unit, kTolerance) << i;
+        EXPECT_FALSE(std::signbit(first[i]) || (i > 0 && first[i] > first[i - 1])) << i;
+    }
+    if (first.size() > reference.size()) {
+        EXPECT_EQ(0.0, first.back());
+    }
+}
+
+TEST(SingularValues, AgreeWithLapackAndTheirVectorsReproduceTheMatrix) {
+    for (Kind kind : kKinds)
+        for (int n : kSizes)
+            for (int p : kSizes) {
+                SCOPED_TRACE(testing::Message()
+                             << kKindNames[static_cast<int>(kind)] << " " << n << "x" << p);
+                expectDecomposition(makeMatrix(kind, n, p, 11));
+            }
+}
+
+TEST(SingularValues, OfHandMadeMatrices) {
+    const auto diagonal = [](std::vector<double> d) {
+        const int n = static_cast<int>(d.size());
+        Matrix m(n, n);
+        for (int i = 0; i < n; ++i) m(i, i) = d[static_cast<std::size_t>(i)];
+        return m;
+    };
+    EXPECT_EQ((std::vector<double>{4, 3, 2, 1}), decompose(diagonal({-3, 1, 4, -2}), 11).s);
+    EXPECT_EQ((std::vector<double>{1, 1e-310, 0}), decompose(diagonal({0, 1, 1e-310}), 11).s);
+    EXPECT_EQ((std::vector<double>{1e308, 1e-250}), decompose(diagonal({1e-250, 1e308}), 11).s);
+    EXPECT_EQ(kInf, decompose(Matrix(2, 2, 1e308), 11).s[0]);  // twice that is no double
+    // Zeros on the diagonal of a bidiagonal matrix: the deflating and splitting passes.
+    for (int zeros = 0; zeros < 32; ++zeros) {
+        SCOPED_TRACE(zeros);
+        Matrix b(5, 5);
+        for (int i = 0; i < 5; ++i) {
+            b(i, i) = zeros >> i & 1 ? 0.0 : i + 1.0;
+            if (i < 4) b(i, i + 1) = 1.0;
+        }
+        expectDecomposition(b);
+    }
+}
+
+TEST(SingularValues, LeftVectorsMayTakeThePlaceOfTheMatrix) {
+    const struct {
+        int n, p, job;
+    } kRows[] = {{4, 4, 10}, {4, 7, 10}, {7, 4, 20}, {4, 7, 20}, {1, 3, 11}, {10, 10, 21}};
+    for (const auto& row : kRows) {
+        SCOPED_TRACE(testing::Message() << row.n << "x" << row.p << " job " << row.job);
+        const Matrix a = makeMatrix(Kind::kRandom, row.n, row.p);
+        const Svd apart = decompose(a, row.job);
+        Matrix x = a, v = apart.v;
+        std::vector<double> s = apart.s, e = apart.e, work(static_cast<std::size_t>(row.n));
+        dsvdc(x.data(), row.n, row.n, row.p, s.data(), e.data(), x.data(), row.n, v.data(), row.p,
+              work.data(), row.job);
+        EXPECT_EQ(apart.s, s);
+        EXPECT_TRUE(std::equal(apart.u.a.begin(), apart.u.a.end(), x.a.begin()));
+    }
+}
+
+TEST(SingularValues, RightVectorsMayTakeThePlaceOfTheMatrix) {
+    for (int n : {4, 7}) {
+        const Matrix a = makeMatrix(Kind::kRandom, n, 4);
+        const Svd apart = decompose(a, 11);
+        Matrix x = a, u = apart.u;
+        std::vector<double> s = apart.s, e = apart.e, work(static_cast<std::size_t>(n));
+        dsvdc(x.data(), n, n, 4, s.data(), e.data(), u.data(), n, x.data(), n, work.data(), 11);
+        EXPECT_EQ(apart.s, s);
+        EXPECT_EQ(apart.u.a, u.a);
+        for (int j = 0; j < 4; ++j)
+            for (int i = 0; i < 4; ++i) EXPECT_EQ(apart.v(i, j), x(i, j));
+    }
+}
+
+TEST(SingularValues, NonFiniteInputEndsWithNothingFound) {
+    for (double bad : {kNan, kInf, -kInf})
+        for (int n : {1, 2, 5})
+            for (int p : {1, 2, 5})
+                for (int at = 0; at < n * p; ++at) {
+                    Matrix a = makeMatrix(Kind::kRandom, n, p);
+                    a.a[static_cast<std::size_t>(at)] = bad;
+                    const Svd d = decompose(a, 11);
+                    EXPECT_EQ(std::min(n, p), d.info);
+                    for (const auto* result : {&d.s, &d.e, &d.u.a, &d.v.a})
+                        for (double value : *result) ASSERT_TRUE(std::isnan(value));
+                }
+}
+
+// The iteration alone, on entries from all over the number range and beyond it.
+TEST(BidiagonalIteration, EndsOnAnyInput) {
+    const double kPalette[] = {0.0,           -0.0,    1.0,   -1.0,   1e-8,
+                               3e-16,         1e-160,  1e160, 1e-308, DBL_TRUE_MIN,
+                               -DBL_TRUE_MIN, DBL_MAX, kInf,  -kInf,  kNan};
+    std::mt19937 engine(4);
+    std::uniform_int_distribution<std::size_t> pick(0, std::size(kPalette) - 1);
+    int finite = 0;
+    for (int trial = 0; trial < 20000; ++trial) {
+        const int m = 1 + trial % 7;
+        const std::size_t choices = trial % 2 ? std::size(kPalette) : 11;  // odd trials: anything
+        std::vector<double> s(static_cast<std::size_t>(m)), e(s.size());
+        for (double& value : s) value = kPalette[pick(engine) % choices];
+        for (double& value : e) value = kPalette[pick(engine) % choices];
+        e.back() = 0.0;
+        Matrix u = identity(m), v = identity(m), b(m, m);
+        for (int i = 0; i < m; ++i) b(i, i) = s[static_cast<std::size_t>(i)];
+        for (int i = 0; i + 1 < m; ++i) b(i, i + 1) = e[static_cast<std::size_t>(i)];
+        const int missing =
+            kernels::diagonalize(m, s.data(), e.data(), {u.data(), m, m, m}, {v.data(), m, m, m});
+        ASSERT_TRUE(missing >= 0 && missing <= m);
+        if (choices == std::size(kPalette)) continue;
+        ++finite;
+        ASSERT_EQ(0, missing);
+        ASSERT_LE(orthogonalityError(u), 100.0);
+        ASSERT_LE(scaledDifference(recomposed({u, v, s, e, 0}), b, std::max(largest(b), 1e-270)),
+                  100.0);
+    }
+    EXPECT_EQ(10000, finite);
+}
+
+}  // namespace
+}  // namespace kelvo::test

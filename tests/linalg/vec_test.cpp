@@ -1,0 +1,322 @@
+// What could break: who shares what, texts and arguments of the checks, memory safety after a
+// handler that returns, overload resolution, the free list of block records.
+#include "KelvoBase/vec.h"
+
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <functional>
+#include <limits>
+#include <vector>
+
+#include "Base/ma.h"
+#include "tests/linalg/recorded_errors.h"
+#include "tests/support/child_process.h"
+
+using kelvo::test::RecordedErrors;
+
+namespace {
+
+template <class Vec>
+std::vector<typename Vec::value_type> values(const Vec& v) {
+    std::vector<typename Vec::value_type> all;
+    for (unsigned i = 0; i < v.length(); ++i) all.push_back(v(static_cast<int>(i)));
+    return all;
+}
+using Doubles = std::vector<double>;
+using Ints = std::vector<int>;
+
+DoubleVec ramp(unsigned n) {
+    return DoubleVec(n, 0.0, 1.0);
+}
+
+TEST(Vec, Construction) {
+    const double plain[] = {3.0, 1.0, 2.0};
+    EXPECT_EQ(Doubles(), values(DoubleVec()));
+    EXPECT_EQ((Doubles{2, 2}), values(DoubleVec(2, 2)));
+    EXPECT_EQ((Doubles{1, 1.5, 2, 2.5}), values(DoubleVec(4, 1.0, 0.5)));
+    EXPECT_EQ((Doubles{3, 1, 2}), values(DoubleVec(plain, 3)));
+    EXPECT_EQ((std::vector<signed char>{120, 127, -122}), values(SCharVec(3, 120, 7)));
+    EXPECT_EQ(0u, IntVec(0, 0).length());
+    // A running sum: ten times 0.1 added up is not 1.
+    double sum = 0.0;
+    for (int i = 0; i < 10; ++i) sum += 0.1;
+    EXPECT_EQ(sum, DoubleVec(11, 0.0, 0.1)(10));
+    EXPECT_NE(1.0, DoubleVec(11, 0.0, 0.1)(10));
+    const DoubleVec empty;
+    EXPECT_EQ(nullptr, empty.data());
+    EXPECT_EQ(1, empty.stride());
+}
+
+TEST(Vec, ElementsInThreeStrengths) {
+    DoubleVec v = ramp(7);
+    DoubleVec w = v.slice(1, 3, 2);
+    EXPECT_EQ((Doubles{1, 3, 5}), values(w));
+    w(1) = 33;
+    w[2] = 55;
+    w.sub(1) = 22;  // ignores the stride
+    EXPECT_EQ((Doubles{0, 1, 22, 33, 4, 55, 6}), values(v));
+    EXPECT_EQ((Doubles{55, 1}), values(w.slice(2, 2, -2))) << "strides multiply";
+    EXPECT_EQ(-4, w.slice(2, 2, -2).stride());
+    const DoubleVec c(w);
+    EXPECT_EQ(33.0 + 33.0 + 22.0, c[1] + c(1) + c.sub(1));
+}
+
+TEST(Vec, OnlyTheOwnerOfCompactElementsStays) {
+    const struct {
+        const char* label;
+        std::function<DoubleVec(DoubleVec&)> make;
+        bool stays;
+    } kRows[] = {
+        {"whole", [](DoubleVec&) { return ramp(4); }, true},
+        {"shared", [](DoubleVec& other) { return other = ramp(4), other; }, false},
+        {"shorter than its block", [](DoubleVec&) { return ramp(4).slice(0, 3); }, true},
+        {"not from the start", [](DoubleVec&) { return ramp(4).slice(1, 3); }, false},
+        {"strided", [](DoubleVec&) { return ramp(4).slice(0, 2, 2); }, false},
+    };
+    for (const auto& row : kRows) {
+        SCOPED_TRACE(row.label);
+        DoubleVec other(4);
+        DoubleVec v = row.make(other);
+        const double* before = v.data();
+        const Doubles kept = values(v);
+        v.deepenShallowCopy();
+        EXPECT_EQ(row.stays, v.data() == before);
+        EXPECT_EQ(kept, values(v));
+        EXPECT_EQ(1, v.stride());
+    }
+}
+
+TEST(Vec, AssignmentOfOverlappingViewsUsesTheOldValues) {
+    const int kOrder[] = {3, 0, 2, 1};
+    const IntVec order(kOrder, 4);
+    const struct {
+        const char* label;
+        std::function<void(DoubleVec&)> change;
+        Doubles after;
+    } kRows[] = {
+        {"down", [](DoubleVec& v) { v.slice(0, 3) = v.slice(1, 3); }, {1, 2, 3, 3}},
+        {"up", [](DoubleVec& v) { v.slice(1, 3) = v.slice(0, 3); }, {0, 0, 1, 2}},
+        {"reverse", [](DoubleVec& v) { v = v.slice(3, 4, -1); }, {3, 2, 1, 0}},
+        {"self", [](DoubleVec& v) { v = static_cast<const DoubleVec&>(v); }, {0, 1, 2, 3}},
+        {"add up", [](DoubleVec& v) { v.slice(1, 3) += v.slice(0, 3); }, {0, 1, 3, 5}},
+        {"add self", [](DoubleVec& v) { v += v; }, {0, 2, 4, 6}},
+        {"subtract reverse", [](DoubleVec& v) { v -= v.slice(3, 4, -1); }, {-3, -1, 1, 3}},
+        {"permute", [&](DoubleVec& v) { v = v.vecPick(order); }, {3, 0, 2, 1}},
+        {"scatter", [&](DoubleVec& v) { v.vecPick(order) = v; }, {1, 3, 2, 0}},
+        {"pick to pick",
+         [&](DoubleVec& v) { v.vecPick(order.slice(0, 2)) = v.vecPick(order.slice(1, 2)); },
+         {2, 1, 2, 0}},
+        {"through one element", [](DoubleVec& v) { v /= v(2); }, {0, 0.5, 1, 1.5}},
+        {"broadcast", [](DoubleVec& v) { v.slice(0, 3) += v.slice(3, 3, 0); }, {3, 4, 5, 3}},
+    };
+    for (const auto& row : kRows) {
+        SCOPED_TRACE(row.label);
+        DoubleVec v = ramp(4);
+        row.change(v);
+        EXPECT_EQ(row.after, values(v));
+    }
+}
+
+TEST(Vec, ChecksReportAndGoOnWithinTheirMemory) {
+    const int kBad[] = {2, -1, 5};
+    const IntVec bad(kBad, 3);
+    const struct {
+        const char* label;
+        std::function<Doubles(DoubleVec&)> run;  // on 0 1 2 3 4
+        const char* text;
+        Doubles result;
+        unsigned short code = 0x900E;
+    } kRows[] = {
+        {"index",
+         [](DoubleVec& v) {
+             return Doubles{(v[7] = 5.0), v[7]};
+         },
+         "[INDEX: DoubleVec]: Index (7) out of range [0->4]\n"
+         "[INDEX: DoubleVec]: Index (7) out of range [0->4]",
+         {5, 0}},
+        {"negative index",
+         [](DoubleVec& v) { return Doubles{std::as_const(v)[-1]}; },
+         "[INDEX: DoubleVec]: Index (-1) out of range [0->4]",
+         {0}},
+        {"index of none",
+         [](DoubleVec&) { return Doubles{DoubleVec()[0]}; },
+         "[INDEX: DoubleVec]: Index (0) out of range [0->4294967295]",
+         {0}},
+        {"length",
+         [](DoubleVec& v) { return values(v = ramp(2) + 9.0); },
+         "[VNMATCH: DoubleVec]: Vector lengths do not match (5 vs 2)",
+         {9, 10, 2, 3, 4}},
+        {"longer",
+         [](DoubleVec& v) { return values(v = ramp(6)); },
+         "[VNMATCH: DoubleVec]: Vector lengths do not match (5 vs 6)",
+         {0, 1, 2, 3, 4}},
+        {"in place",
+         [](DoubleVec& v) { return values(v *= ramp(3)); },
+         "[VNMATCH: DoubleVec]: Vector lengths do not match (5 vs 3)",
+         {0, 1, 4, 3, 4}},
+        {"sum",
+         [](DoubleVec& v) { return values(v + ramp(3)); },
+         "[VNMATCH: DoubleVec]: Vector lengths do not match (5 vs 3)",
+         {0, 2, 4, 0, 0}},
+        {"power",
+         [](DoubleVec& v) { return values(pow(v, ramp(3))); },
+         "[VNMATCH: DoubleVec]: Vector lengths do not match (5 vs 3)",
+         {1, 1, 4, 0, 0}},
+        {"dot",
+         [](DoubleVec& v) { return Doubles{dot(ramp(3), v)}; },
+         "[VNMATCH: DoubleVec]: Vector lengths do not match (3 vs 5)",
+         {5}},
+        {"slice end",
+         [](DoubleVec& v) { return values(v.slice(1, 3, 2)); },
+         "[SLICE: DoubleVec]: slice (1, 3, 2) cannot be made from vector (5)",
+         {}},
+        {"slice start",
+         [](DoubleVec& v) { return values(v.slice(-1, 1)); },
+         "[SLICE: DoubleVec]: slice (-1, 1, 1) cannot be made from vector (5)",
+         {}},
+        {"slice beyond 32 bits",
+         [](DoubleVec& v) { return values(v.slice(4, 3, INT_MIN)); },
+         "[SLICE: DoubleVec]: slice (4, 3, -2147483648) cannot be made from vector (5)",
+         {}},
+        {"stride",
+         [](DoubleVec& v) { return v.slice(0, 2, 2).strideCheck(), Doubles(); },
+         "[STRIDE: DoubleVec]: Stride must be 1",
+         {}},
+        {"largest of none",
+         [](DoubleVec&) {
+             return Doubles{double(maxIndex(DoubleVec())), maxValue(DoubleVec())};
+         },
+         "[ZEROVEC: DoubleVec]: maxIndex: vector is empty\n"
+         "[ZEROVEC: DoubleVec]: maxIndex: vector is empty",
+         {-1, 0}},
+        {"smallest of none",
+         [](DoubleVec&) { return Doubles{minValue(DoubleVec())}; },
+         "[ZEROVEC: DoubleVec]: minIndex: vector is empty",
+         {0}},
+        {"variance of one",
+         [](DoubleVec&) { return Doubles{variance(ramp(1))}; },
+         "[NPOINTS: DoubleVec]: Vector (1) Variance needs minimum of 2",
+         {0},
+         0xF000},
+        {"bad picks",
+         [&](DoubleVec& v) {
+             DoubleVecPick p = v.vecPick(bad);
+             p = 7.0;
+             return Doubles{p(0), p(2), p(3), v(2)};
+         },
+         "[INDEX: DoubleVecPick]: Index (-1) out of range [0->4]\n"
+         "[INDEX: DoubleVecPick]: Index (5) out of range [0->4]",
+         {7, 0, 0, 7},
+         0x900D},
+        {"pick = vector",
+         [](DoubleVec& v) { return v.vecPick(IntVec(2, 1, 1)) = ramp(3) + 7.0, values(v); },
+         "[VNMATCH: DoubleVecPick]: Vector lengths do not match (2 vs 3)",
+         {0, 7, 8, 3, 4},
+         0x900D},
+        {"vector = pick",
+         [](DoubleVec& v) { return values(v = v.vecPick(IntVec(2, 3, 1))); },
+         "[VNMATCH: DoubleVecPick]: Vector lengths do not match (2 vs 5)",
+         {3, 4, 2, 3, 4},
+         0x900D},
+        {"nothing wrong",
+         [](DoubleVec& v) {
+             v.boundsCheck(4);
+             v.lengthCheck(5);
+             v.strideCheck();
+             return values(v.slice(99, 0, -7));
+         },
+         "",
+         {}},
+    };
+    for (const auto& row : kRows) {
+        SCOPED_TRACE(row.label);
+        RecordedErrors errors;
+        DoubleVec v = ramp(5);
+        EXPECT_EQ(row.result, row.run(v));
+        std::string text;
+        for (const auto& report : errors.take()) {
+            text += (text.empty() ? "" : "\n") + report.text;
+            EXPECT_EQ(row.code, report.classCode);
+            EXPECT_EQ(1, report.severity);
+        }
+        EXPECT_EQ(row.text, text);
+    }
+}
+
+TEST(Vec, ReportsNameTheirClass) {
+    RecordedErrors errors;
+    IntVec(2, 0)[2];
+    SCharVec(2, 0)[2];
+    SCharVec(1, 0).vecPick(IntVec(1, 1));
+    IntVec(1, 0).vecPick(IntVec(1, 1)) = IntVec(1, 5);
+    std::vector<unsigned short> codes;
+    for (const auto& report : errors.take()) codes.push_back(report.classCode);
+    EXPECT_EQ((std::vector<unsigned short>{0x9018, 0x9024, 0x9023, 0x9017}), codes);
+}
+
+TEST(VecDeathTest, DefaultHandlerEndsTheProcess) {
+    EXPECT_TRUE(kelvo::test::abortsWithReport(
+        [] { ramp(5)[7] = 1.0; },
+        "** [INDEX: DoubleVec]: Index (7) out of range [0->4].\n** Processing terminated.\n"));
+}
+
+TEST(Vec, WithoutMemoryEveryElementIsTheScratchCell) {
+    RecordedErrors errors;
+    const DoubleVec good = ramp(40);
+    MA_failAfter(0);
+    DoubleVec v(40, 1.0);
+    const auto reports = errors.take();
+    ASSERT_EQ(1u, reports.size());
+    EXPECT_EQ((kelvo::test::MathReport{0x3008, 2, 0x901A, "[NOMEM: RWBlock]: Out of memory"}),
+              reports[0]);
+    // Whatever is done with it stays within memory; the sanitizers watch.
+    v += good;
+    v = good;
+    v[39] = v(20) + sum(v + good) + sum(cumsum(good)) + sum(toInt(v)) + sum(sin(good));
+    DoubleVec(good).resize(50);
+    v.vecPick(IntVec(3, 1)) = DoubleVec(3, 2.0);
+    v.deepenShallowCopy();
+    ++v;
+    good.zeroIndex(0.5);
+    MA_failAfter(-1);
+    EXPECT_EQ(40u, v.length());
+    EXPECT_EQ(0, v.stride());
+    v.deepenShallowCopy();
+    v = good;
+    EXPECT_EQ(1, v == good) << "usable again";
+}
+
+TEST(Vec, BlockRecordsComeBackLastInFirstOut) {
+    std::vector<RWBlock*> drain(5);  // whatever earlier tests have left in the list
+    for (auto& block : drain) block = new RWBlock(0, 8);
+    std::vector<RWBlock*> blocks(6);
+    for (auto& block : blocks) block = new RWBlock(3, 8);
+    const long arrays = MA_liveBlocks();
+    for (RWBlock* block : blocks) block->removeReference();  // the sixth finds the list full
+    EXPECT_EQ(arrays - 6, MA_liveBlocks());
+    for (int i = 4; i >= 0; --i) {
+        drain.push_back(new RWBlock(0, 8));
+        EXPECT_EQ(blocks[static_cast<std::size_t>(i)], drain.back()) << i;
+    }
+    for (RWBlock* block : drain) delete block;
+}
+
+TEST(Vec, MixedTypesConvertUpwards) {
+    const SCharVec chars(3, -2, 3);
+    const IntVec ints = chars;
+    DoubleVec doubles = ints;
+    EXPECT_EQ((Ints{-2, 1, 4}), values(ints));
+    EXPECT_EQ((Doubles{-4, 2, 8}), values(doubles + ints));
+    EXPECT_EQ(1, doubles == ints);
+    EXPECT_EQ(21.0, dot(doubles, ints));
+    const double inf = std::numeric_limits<double>::infinity();
+    const double kOdd[] = {2.9,           -2.9, 2147483647.5, 2147483648.0,
+                           -2147483648.9, -inf, inf,          inf - inf};
+    EXPECT_EQ((Ints{2, -2, INT_MAX, INT_MIN, INT_MIN, INT_MIN, INT_MIN, INT_MIN}),
+              values(toInt(DoubleVec(kOdd, 8))));
+    const int kWide[] = {300, -129, -1};
+    EXPECT_EQ((std::vector<signed char>{44, 127, -1}), values(toChar(IntVec(kWide, 3))));
+}
+
+}  // namespace
