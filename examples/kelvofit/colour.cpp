@@ -26,8 +26,8 @@ Colour scaleColour(double t) {
 }
 
 Colour Light::shade(const Colour& material, const Vec3& normal) const {
-    constexpr double kAmbient = 0.36, kSky = 0.17, kKey = 0.50, kFill = 0.13;
-    constexpr double kGloss = 0.26, kSharpness = 36;
+    constexpr double kAmbient = 0.34, kSky = 0.18, kKey = 0.58, kFill = 0.15;
+    constexpr double kGloss = 0.20, kSharpness = 30;
     const double sky = 0.5 + 0.5 * dot(normal, up);
     const double amount = kAmbient + kSky * sky + kKey * std::max(0.0, dot(normal, key)) +
                           kFill * std::max(0.0, dot(normal, fill));

@@ -4,6 +4,7 @@
 
 #include <numeric>
 
+#include "depth_buffer.h"
 #include "mesh.h"
 #include "text_output.h"
 
@@ -12,8 +13,8 @@ namespace {
 
 constexpr std::size_t kMostPoints = 6000;  // shown; more would hide the surface and fill the file
 constexpr int kColours = 36;               // classes of points
-constexpr Colour kFront = {0.86, 0.89, 0.93}, kBack = {0.80, 0.76, 0.71};
-constexpr Colour kFilled = {0.97, 0.93, 0.84};
+constexpr Colour kFront = {0.70, 0.77, 0.86}, kBack = {0.78, 0.74, 0.70};
+constexpr Colour kFilled = {0.93, 0.87, 0.74};
 
 /// The direction that is up, and from where a view shows most.
 View viewOf(const FitResult& result) {
@@ -38,6 +39,8 @@ class ModelPainter {
     static std::string styles();
 
   private:
+    void hide();
+    DeepSpot deep(const Vec3& p) const { return {camera_.project(p), camera_.depth(p)}; }
     void addQuads();
     void addCurves();
     void addCurve(const SplineSurface& surface, bool alongU, double fixed, int cells,
@@ -51,10 +54,18 @@ class ModelPainter {
     Mesh mesh_;
     Camera camera_;
     Light light_;
+    DepthBuffer hidden_{kPictureWidth, kPictureHeight};
     double cell_ = 0;  // size of a quad, in units of the model
     std::vector<std::size_t> shown_;
     Painter painter_;
 };
+
+/// Cells along a patch: fine shading as long as there are few patches.
+int patchCells(const FitResult& result) {
+    constexpr double kMostQuads = 20000;
+    const double each = kMostQuads / static_cast<double>(result.surfaces.size());
+    return static_cast<int>(std::clamp(std::sqrt(each), 2.0, 32.0));
+}
 
 Box boxOfModel(const Mesh& mesh, const FitResult& result) {
     Box box = boxOf(mesh.vertices);
@@ -66,8 +77,8 @@ ModelPainter::ModelPainter(const FitResult& result, const DeviationScale& scale)
     : result_(result),
       scale_(scale),
       view_(viewOf(result)),
-      mesh_(result.scattered ? meshOf(result, 4, 64, 96)
-                             : meshOf(result, 1, result.surfaces.size() > 100 ? 5 : 14, 14)),
+      mesh_(result.scattered ? meshOf(result, 4, 80, 96)
+                             : meshOf(result, 1, patchCells(result), patchCells(result))),
       camera_(view_, boxOfModel(mesh_, result)) {
     camera_.fit(mesh_.vertices, kModelWindow);
     light_ = camera_.light();
@@ -76,6 +87,17 @@ ModelPainter::ModelPainter(const FitResult& result, const DeviationScale& scale)
                         mesh_.vertices[static_cast<std::size_t>(quad.corner[2])]);
     cell_ /= static_cast<double>(mesh_.quads.size());
     choosePoints();
+    hide();
+}
+
+void ModelPainter::hide() {
+    for (const Quad& quad : mesh_.quads) {
+        DeepSpot corners[4];
+        for (std::size_t k = 0; k < 4; ++k)
+            corners[k] = deep(mesh_.vertices[static_cast<std::size_t>(quad.corner[k])]);
+        hidden_.add(corners[0], corners[1], corners[2]);
+        hidden_.add(corners[0], corners[2], corners[3]);
+    }
 }
 
 void ModelPainter::choosePoints() {
@@ -100,14 +122,17 @@ void ModelPainter::addQuads() {
         Vec3 middle, normal;
         Spot centre;
         std::vector<Spot> spots;
+        bool seen = false;
         for (int c : quad.corner) {
             const auto at = static_cast<std::size_t>(c);
             middle += 0.25 * mesh_.vertices[at];
             normal += mesh_.normals[at];
-            const Spot s = camera_.project(mesh_.vertices[at]);
-            centre.x += s.x / 4, centre.y += s.y / 4;
-            spots.push_back(s);
+            const DeepSpot s = deep(mesh_.vertices[at]);
+            seen = seen || hidden_.sees(s, 0.25 * cell_);
+            centre.x += s.spot.x / 4, centre.y += s.spot.y / 4;
+            spots.push_back(s.spot);
         }
+        if (!seen && !hidden_.sees(deep(middle), 0.25 * cell_)) continue;
         for (Spot& s : spots) {
             const double reach = std::hypot(s.x - centre.x, s.y - centre.y);
             const double grow = reach > 0 ? 1 + kOverlap / reach : 1;
@@ -130,25 +155,26 @@ void ModelPainter::addCurve(const SplineSurface& surface, bool alongU, double fi
     };
     Vec3 before = place(0);
     for (int k = 1; k <= cells; ++k) {
-        const Vec3 after = place(k);
-        painter_.add(camera_.depth(0.5 * (before + after)) + 0.3 * cell_,
-                     std::string("<path class=\"") + style + "\" d=\"" +
-                         pathData({camera_.project(before), camera_.project(after)}, false) +
-                         "\"/>\n");
+        const Vec3 after = place(k), middle = 0.5 * (before + after);
+        if (hidden_.sees(deep(middle), 0.6 * cell_))
+            painter_.add(camera_.depth(middle) + 0.6 * cell_,
+                         std::string("<path class=\"") + style + "\" d=\"" +
+                             pathData({camera_.project(before), camera_.project(after)}, false) +
+                             "\"/>\n");
         before = after;
     }
 }
 
 // Edges, and curves at the knots; single patches get some curves inside.
 void ModelPainter::addCurves() {
-    const int cells = result_.scattered ? 60 : 14;
     const bool many = result_.surfaces.size() > 100;
+    const int cells = result_.scattered ? 60 : many ? 5 : 16;
     for (const SplineSurface& surface : result_.surfaces)
         for (bool alongU : {true, false}) {
             const int spans = (alongU ? surface.v() : surface.u()).spans();
             const int lines = many ? 1 : result_.scattered ? spans : 4;
             for (int k = 0; k <= lines; ++k)
-                addCurve(surface, alongU, static_cast<double>(k) / lines, many ? 5 : cells,
+                addCurve(surface, alongU, static_cast<double>(k) / lines, cells,
                          k == 0 || k == lines ? "e" : "k");
         }
 }
@@ -156,9 +182,12 @@ void ModelPainter::addCurves() {
 void ModelPainter::addPoints() {
     for (std::size_t k : shown_) {
         const MeasuredPoint& p = result_.points[k];
+        // Points below the surface by their deviation are meant to be seen.
+        const double slack = p.atParameter + cell_;
+        if (!hidden_.sees(deep(p.at), slack)) continue;
         const double t = std::clamp(p.atParameter / scale_.top, 0.0, 1.0);
         const int colour = std::min(static_cast<int>(t * kColours), kColours - 1);
-        painter_.add(camera_.depth(p.at) + 1.2 * cell_,
+        painter_.add(camera_.depth(p.at) + slack,
                      "<path class=\"p p" + std::to_string(colour) + "\" d=\"" +
                          pathData({camera_.project(p.at)}, false) + "h0\"/>\n");
     }
