@@ -43,19 +43,19 @@ class Neighbours {
     std::vector<std::vector<int>> cells_;
 };
 
-/// Where a cloud has more than one sheet above the same place, so that no surface over its plane
-/// can follow it.
+/// Where points have no single height above the plane, so that no surface over it can follow them.
 struct Folds {
-    std::size_t points = 0;  // that have a second sheet beside them
-    int example = -1;        // the point with the widest gap
-    double gap = 0;          // there, along the normal
+    double share = 0;   // of the points, that have others above or below them; 0: no fold
+    double height = 0;  // the widest gap between two sheets, or scatter along a wall
+    Vec3 at;            // where that is
 
-    bool found() const { return points > 0; }
+    bool found() const { return share > 0; }
 };
 
-/// Looks at every point's neighbours: heights that fall into two groups with an empty gap between,
-/// much wider than either group, over the same ground. A steep step, an outlier or noise is no
-/// fold.
-Folds findFolds(const Cloud& cloud, const Neighbours& neighbours);
+/// Looks at the neighbours in the plane of every point, or of a sample when there are many. It is a
+/// fold where their heights fall into two groups over the same ground with a gap much wider than
+/// the groups, or scatter much wider than the cloud is thick in space (a wall seen edge-on). Noise,
+/// an outlier, a steep slope and a cliff are no folds.
+Folds findFolds(const Cloud& cloud);
 
 }  // namespace kelvo::fit

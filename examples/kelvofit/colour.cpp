@@ -4,6 +4,17 @@
 
 namespace kelvo::fit {
 
+namespace {
+
+// Bright light approaches white slowly instead of being cut off, which would change its hue.
+double soften(double level) {
+    constexpr double kKnee = 0.8;
+    if (level <= kKnee) return level;
+    return kKnee + (1 - kKnee) * (1 - std::exp((kKnee - level) / (1 - kKnee)));
+}
+
+}  // namespace
+
 std::string hexColour(const Colour& colour) {
     constexpr char kHex[] = "0123456789abcdef";
     std::string text = "#";
@@ -26,14 +37,15 @@ Colour scaleColour(double t) {
 }
 
 Colour Light::shade(const Colour& material, const Vec3& normal) const {
-    constexpr double kAmbient = 0.36, kSky = 0.17, kKey = 0.50, kFill = 0.13;
-    constexpr double kGloss = 0.26, kSharpness = 36;
+    constexpr double kAmbient = 0.34, kSky = 0.18, kKey = 0.58, kFill = 0.15;
+    constexpr double kGloss = 0.26, kSharpness = 26;
     const double sky = 0.5 + 0.5 * dot(normal, up);
     const double amount = kAmbient + kSky * sky + kKey * std::max(0.0, dot(normal, key)) +
                           kFill * std::max(0.0, dot(normal, fill));
     const Vec3 half = unit(key + toViewer);
     const double gloss = kGloss * std::pow(std::max(0.0, dot(normal, half)), kSharpness);
-    return amount * material + gloss * Colour{1, 1, 1};
+    const Colour lit = amount * material + gloss * Colour{1, 1, 1};
+    return {soften(lit.x), soften(lit.y), soften(lit.z)};
 }
 
 }  // namespace kelvo::fit

@@ -99,7 +99,7 @@ void Run::fitScattered(TextFile& file) {
     scattered.cloud = cloudOf(points, options_.axis, options_.input);
     const Neighbours neighbours(scattered.cloud);
     scattered.filledBeyond = 2.5 * neighbours.spacing();
-    scattered.folds = findFolds(scattered.cloud, neighbours);
+    scattered.folds = findFolds(scattered.cloud);
     clock_.lap("parametrise");
     scattered.refinement = refine(
         scattered.cloud, {result_.tolerance, options_.maxSpans},
@@ -136,9 +136,10 @@ void Run::summarise() const {
     if (result_.scattered && result_.scattered->folds.found()) {
         const Folds& folds = result_.scattered->folds;
         std::fprintf(stderr,
-                     "kelvofit: %s: warning: the points fold over the plane: %zu of them have a "
-                     "second sheet above or below, up to %s away; the surface runs between\n",
-                     options_.input.c_str(), folds.points, rounded(folds.gap, 3).c_str());
+                     "kelvofit: %s: warning: the points fold over the plane: %s%% of them have "
+                     "others up to %s above or below; the surface runs between\n",
+                     options_.input.c_str(), rounded(100 * folds.share, 2).c_str(),
+                     rounded(folds.height, 3).c_str());
     }
     if (options_.quiet) return;
     std::printf("%s: %zu points, largest deviation %s, RMS %s, %s\n", options_.input.c_str(),

@@ -1,5 +1,7 @@
 #include "mesh.h"
 
+#include <utility>
+
 namespace kelvo::fit {
 namespace {
 
@@ -28,6 +30,24 @@ void addGrid(const FitResult& result, const DataCover& cover, int index, int uCe
         }
 }
 
+/// Six times the volume inside the mesh: positive when its normals point outwards.
+double volume(const Mesh& mesh) {
+    const Vec3 centre = boxOf(mesh.vertices).centre();
+    double sum = 0;
+    for (const Quad& quad : mesh.quads) {
+        Vec3 p[4];
+        for (std::size_t k = 0; k < 4; ++k)
+            p[k] = mesh.vertices[static_cast<std::size_t>(quad.corner[k])] - centre;
+        sum += dot(p[0], cross(p[1], p[2])) + dot(p[0], cross(p[2], p[3]));
+    }
+    return sum;
+}
+
+void turnOver(Mesh& mesh) {
+    for (Vec3& n : mesh.normals) n = -1.0 * n;
+    for (Quad& quad : mesh.quads) std::swap(quad.corner[1], quad.corner[3]);
+}
+
 }  // namespace
 
 Mesh meshOf(const FitResult& result, int perSpan, int least, int most) {
@@ -39,6 +59,7 @@ Mesh meshOf(const FitResult& result, int perSpan, int least, int most) {
                 cellsFor(surface.u().spans(), perSpan, least, most),
                 cellsFor(surface.v().spans(), perSpan, least, most), mesh);
     }
+    if (result.patches && volume(mesh) < 0) turnOver(mesh);
     return mesh;
 }
 

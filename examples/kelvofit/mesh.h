@@ -20,7 +20,8 @@ struct Mesh {
 };
 
 /// Evaluates every surface on a grid with `perSpan` cells in each span, but in each direction at
-/// least `least` and at most `most` cells.
+/// least `least` and at most `most` cells. Normals of patches point outwards, as far as the volume
+/// that the patches enclose tells inside from outside.
 Mesh meshOf(const FitResult& result, int perSpan, int least, int most);
 
 /// The mesh as Wavefront OBJ with normals, in the groups "surface" and "filled". Faces at collapsed

@@ -4,6 +4,7 @@
 
 #include <numeric>
 
+#include "depth_buffer.h"
 #include "mesh.h"
 #include "text_output.h"
 
@@ -12,8 +13,8 @@ namespace {
 
 constexpr std::size_t kMostPoints = 6000;  // shown; more would hide the surface and fill the file
 constexpr int kColours = 36;               // classes of points
-constexpr Colour kFront = {0.86, 0.89, 0.93}, kBack = {0.80, 0.76, 0.71};
-constexpr Colour kFilled = {0.97, 0.93, 0.84};
+constexpr Colour kFront = {0.70, 0.77, 0.86}, kBack = {0.78, 0.74, 0.70};
+constexpr Colour kFilled = {0.93, 0.87, 0.74};
 
 /// The direction that is up, and from where a view shows most.
 View viewOf(const FitResult& result) {
@@ -28,6 +29,12 @@ View viewOf(const FitResult& result) {
     return {{up[0], up[1], up[2]}, unit(zUp ? Vec3{-0.45, 0.89, 0} : Vec3{-0.45, 0, -0.89}), 0.40};
 }
 
+/// A piece of the mesh.
+struct Facet {
+    std::array<Vec3, 4> corner, normal;
+    bool filled = false;
+};
+
 class ModelPainter {
   public:
     ModelPainter(const FitResult& result, const DeviationScale& scale);
@@ -38,7 +45,11 @@ class ModelPainter {
     static std::string styles();
 
   private:
+    void hide();
+    DeepSpot deep(const Vec3& p) const { return {camera_.project(p), camera_.depth(p)}; }
     void addQuads();
+    void addFacet(const Facet& facet, int splits);
+    void drawFacet(const Facet& facet, const Vec3& middle);
     void addCurves();
     void addCurve(const SplineSurface& surface, bool alongU, double fixed, int cells,
                   const char* style);
@@ -51,10 +62,18 @@ class ModelPainter {
     Mesh mesh_;
     Camera camera_;
     Light light_;
+    DepthBuffer hidden_{kPictureWidth, kPictureHeight};
     double cell_ = 0;  // size of a quad, in units of the model
     std::vector<std::size_t> shown_;
     Painter painter_;
 };
+
+/// Cells along a patch: fine shading as long as there are few patches.
+int patchCells(const FitResult& result) {
+    constexpr double kMostQuads = 16000;
+    const double each = kMostQuads / static_cast<double>(result.surfaces.size());
+    return static_cast<int>(std::clamp(std::sqrt(each), 1.0, 32.0));
+}
 
 Box boxOfModel(const Mesh& mesh, const FitResult& result) {
     Box box = boxOf(mesh.vertices);
@@ -66,8 +85,8 @@ ModelPainter::ModelPainter(const FitResult& result, const DeviationScale& scale)
     : result_(result),
       scale_(scale),
       view_(viewOf(result)),
-      mesh_(result.scattered ? meshOf(result, 4, 64, 96)
-                             : meshOf(result, 1, result.surfaces.size() > 100 ? 5 : 14, 14)),
+      mesh_(result.scattered ? meshOf(result, 4, 80, 96)
+                             : meshOf(result, 1, patchCells(result), patchCells(result))),
       camera_(view_, boxOfModel(mesh_, result)) {
     camera_.fit(mesh_.vertices, kModelWindow);
     light_ = camera_.light();
@@ -76,6 +95,17 @@ ModelPainter::ModelPainter(const FitResult& result, const DeviationScale& scale)
                         mesh_.vertices[static_cast<std::size_t>(quad.corner[2])]);
     cell_ /= static_cast<double>(mesh_.quads.size());
     choosePoints();
+    hide();
+}
+
+void ModelPainter::hide() {
+    for (const Quad& quad : mesh_.quads) {
+        DeepSpot corners[4];
+        for (std::size_t k = 0; k < 4; ++k)
+            corners[k] = deep(mesh_.vertices[static_cast<std::size_t>(quad.corner[k])]);
+        hidden_.add(corners[0], corners[1], corners[2]);
+        hidden_.add(corners[0], corners[2], corners[3]);
+    }
 }
 
 void ModelPainter::choosePoints() {
@@ -95,31 +125,70 @@ void ModelPainter::choosePoints() {
 }
 
 void ModelPainter::addQuads() {
-    constexpr double kOverlap = 4;  // tenths of a pixel, against hairlines between quads
+    constexpr int kSplits = 2;
     for (const Quad& quad : mesh_.quads) {
-        Vec3 middle, normal;
-        Spot centre;
-        std::vector<Spot> spots;
-        for (int c : quad.corner) {
-            const auto at = static_cast<std::size_t>(c);
-            middle += 0.25 * mesh_.vertices[at];
-            normal += mesh_.normals[at];
-            const Spot s = camera_.project(mesh_.vertices[at]);
-            centre.x += s.x / 4, centre.y += s.y / 4;
-            spots.push_back(s);
+        Facet facet;
+        facet.filled = quad.filled;
+        for (std::size_t k = 0; k < 4; ++k) {
+            const auto at = static_cast<std::size_t>(quad.corner[k]);
+            facet.corner[k] = mesh_.vertices[at];
+            facet.normal[k] = mesh_.normals[at];
         }
-        for (Spot& s : spots) {
-            const double reach = std::hypot(s.x - centre.x, s.y - centre.y);
-            const double grow = reach > 0 ? 1 + kOverlap / reach : 1;
-            s = {centre.x + grow * (s.x - centre.x), centre.y + grow * (s.y - centre.y)};
-        }
-        normal = unit(normal);
-        const bool front = dot(normal, camera_.towards(middle)) >= 0;
-        const Colour material = mix(front ? kFront : kBack, kFilled, quad.filled ? 0.8 : 0.0);
-        const Colour colour = light_.shade(material, front ? normal : -1.0 * normal);
-        painter_.add(camera_.depth(middle), "<path d=\"" + pathData(spots, true) + "\" fill=\"" +
-                                                hexColour(colour) + "\"/>\n");
+        addFacet(facet, kSplits);
     }
+}
+
+// Draws a facet unless it is hidden; one that is hidden in part is split, so that the line where
+// surfaces meet comes out clean.
+void ModelPainter::addFacet(const Facet& facet, int splits) {
+    const double slack = 0.2 * cell_;
+    const Vec3 middle =
+        0.25 * (facet.corner[0] + facet.corner[1] + facet.corner[2] + facet.corner[3]);
+    int seen = hidden_.sees(deep(middle), slack) ? 1 : 0;
+    for (const Vec3& p : facet.corner) seen += hidden_.sees(deep(p), slack) ? 1 : 0;
+    if (seen == 0) return;
+    const Spot a = camera_.project(facet.corner[0]), b = camera_.project(facet.corner[2]);
+    const bool small = std::hypot(a.x - b.x, a.y - b.y) < 40;  // tenths of a pixel
+    if (seen == 5 || splits == 0 || small) {
+        drawFacet(facet, middle);
+        return;
+    }
+    const auto at = [](const std::array<Vec3, 4>& c, double u, double v) {
+        return mix(mix(c[0], c[1], u), mix(c[3], c[2], u), v);
+    };
+    for (int part = 0; part < 4; ++part) {
+        const double u = 0.5 * (part % 2), v = 0.5 * (part / 2);
+        Facet piece;
+        piece.filled = facet.filled;
+        for (std::size_t k = 0; k < 4; ++k) {
+            const double s = u + (k == 1 || k == 2 ? 0.5 : 0.0), t = v + (k > 1 ? 0.5 : 0.0);
+            piece.corner[k] = at(facet.corner, s, t);
+            piece.normal[k] = at(facet.normal, s, t);
+        }
+        addFacet(piece, splits - 1);
+    }
+}
+
+void ModelPainter::drawFacet(const Facet& facet, const Vec3& middle) {
+    constexpr double kOverlap = 4;  // tenths of a pixel, against hairlines between facets
+    Spot spots[4];
+    for (std::size_t k = 0; k < 4; ++k) spots[k] = camera_.project(facet.corner[k]);
+    std::vector<Spot> grown;
+    for (std::size_t k = 0; k < 4; ++k) {
+        Spot s = spots[k];
+        for (std::size_t other : {(k + 1) % 4, (k + 3) % 4}) {
+            const double dx = spots[k].x - spots[other].x, dy = spots[k].y - spots[other].y;
+            const double reach = std::hypot(dx, dy);
+            if (reach > 0) s.x += kOverlap * dx / reach, s.y += kOverlap * dy / reach;
+        }
+        grown.push_back(s);
+    }
+    const Vec3 normal = unit(facet.normal[0] + facet.normal[1] + facet.normal[2] + facet.normal[3]);
+    const bool front = dot(normal, camera_.towards(middle)) >= 0;
+    const Colour material = mix(front ? kFront : kBack, kFilled, facet.filled ? 0.8 : 0.0);
+    const Colour colour = light_.shade(material, front ? normal : -1.0 * normal);
+    painter_.add(camera_.depth(middle), "<path d=\"" + pathData(grown, true) + "\" fill=\"" +
+                                            hexColour(colour) + "\"/>\n");
 }
 
 void ModelPainter::addCurve(const SplineSurface& surface, bool alongU, double fixed, int cells,
@@ -130,25 +199,26 @@ void ModelPainter::addCurve(const SplineSurface& surface, bool alongU, double fi
     };
     Vec3 before = place(0);
     for (int k = 1; k <= cells; ++k) {
-        const Vec3 after = place(k);
-        painter_.add(camera_.depth(0.5 * (before + after)) + 0.3 * cell_,
-                     std::string("<path class=\"") + style + "\" d=\"" +
-                         pathData({camera_.project(before), camera_.project(after)}, false) +
-                         "\"/>\n");
+        const Vec3 after = place(k), middle = 0.5 * (before + after);
+        if (hidden_.sees(deep(middle), cell_))
+            painter_.add(camera_.depth(middle) + cell_,
+                         std::string("<path class=\"") + style + "\" d=\"" +
+                             pathData({camera_.project(before), camera_.project(after)}, false) +
+                             "\"/>\n");
         before = after;
     }
 }
 
 // Edges, and curves at the knots; single patches get some curves inside.
 void ModelPainter::addCurves() {
-    const int cells = result_.scattered ? 60 : 14;
     const bool many = result_.surfaces.size() > 100;
+    const int cells = result_.scattered ? 60 : many ? 5 : 16;
     for (const SplineSurface& surface : result_.surfaces)
         for (bool alongU : {true, false}) {
             const int spans = (alongU ? surface.v() : surface.u()).spans();
             const int lines = many ? 1 : result_.scattered ? spans : 4;
             for (int k = 0; k <= lines; ++k)
-                addCurve(surface, alongU, static_cast<double>(k) / lines, many ? 5 : cells,
+                addCurve(surface, alongU, static_cast<double>(k) / lines, cells,
                          k == 0 || k == lines ? "e" : "k");
         }
 }
@@ -156,9 +226,12 @@ void ModelPainter::addCurves() {
 void ModelPainter::addPoints() {
     for (std::size_t k : shown_) {
         const MeasuredPoint& p = result_.points[k];
+        // Points below the surface by their deviation are meant to be seen.
+        const double slack = p.atParameter + cell_;
+        if (!hidden_.sees(deep(p.at), slack)) continue;
         const double t = std::clamp(p.atParameter / scale_.top, 0.0, 1.0);
         const int colour = std::min(static_cast<int>(t * kColours), kColours - 1);
-        painter_.add(camera_.depth(p.at) + 1.2 * cell_,
+        painter_.add(camera_.depth(p.at) + slack,
                      "<path class=\"p p" + std::to_string(colour) + "\" d=\"" +
                          pathData({camera_.project(p.at)}, false) + "h0\"/>\n");
     }
@@ -176,17 +249,19 @@ std::string ModelPainter::model() {
 
 // The model's shadow on a floor just below it.
 std::string ModelPainter::shadow() const {
+    const int cells = result_.scattered ? 28 : std::max(1, patchCells(result_) / 3);
+    const Mesh mesh = meshOf(result_, 1, cells, cells);
     double floor = std::numeric_limits<double>::infinity();
-    for (const Vec3& p : mesh_.vertices) floor = std::min(floor, dot(p, view_.up));
-    if (result_.scattered) floor -= 0.03 * boxOf(mesh_.vertices).diagonal();
+    for (const Vec3& p : mesh.vertices) floor = std::min(floor, dot(p, view_.up));
+    if (result_.scattered) floor -= 0.03 * boxOf(mesh.vertices).diagonal();
     // Light falls from the upper left, a little from the front.
     const Vec3 right = cross(view_.forward, view_.up);
     std::string data;
-    for (const Quad& quad : mesh_.quads) {
+    for (const Quad& quad : mesh.quads) {
         std::vector<Spot> spots;
         double area = 0;
         for (int c : quad.corner) {
-            const Vec3& p = mesh_.vertices[static_cast<std::size_t>(c)];
+            const Vec3& p = mesh.vertices[static_cast<std::size_t>(c)];
             const double height = dot(p, view_.up) - floor;
             const Vec3 fallen = p + height * (0.30 * right + 0.18 * view_.forward - view_.up);
             spots.push_back(camera_.project(fallen));

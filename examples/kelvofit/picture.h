@@ -28,6 +28,6 @@ std::string frameSvg(const FitResult& result, const Options& options, const Devi
 
 /// Width and height of the picture in pixels, and the part that the model may fill.
 constexpr int kPictureWidth = 1280, kPictureHeight = 860;
-constexpr Window kModelWindow = {500, 1250, 9300, 6600};
+constexpr Window kModelWindow = {500, 1300, 9000, 6400};
 
 }  // namespace kelvo::fit

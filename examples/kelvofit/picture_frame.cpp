@@ -9,7 +9,7 @@ namespace kelvo::fit {
 namespace {
 
 constexpr char kInk[] = "#1c2733", kGrey[] = "#66727f";
-constexpr double kScaleX = 1040, kScaleTop = 176, kScaleHeight = 300, kScaleWidth = 20;
+constexpr double kScaleX = 1000, kScaleTop = 176, kScaleHeight = 300, kScaleWidth = 20;
 
 std::string text(double x, double y, int size, const char* colour, const std::string& content,
                  const char* more = "") {
@@ -87,7 +87,8 @@ std::string scaleSvg(const FitResult& result, const Options& options, const Devi
     };
     const int ticks = static_cast<int>(std::lround(scale.top / scale.step));
     for (int k = 0; k <= ticks; ++k) tick(k * scale.step, rounded(k * scale.step / power, 6), kInk);
-    if (result.tolerance < scale.top) {
+    // Nearer to 0 the mark would cover the first tick.
+    if (result.tolerance < scale.top && result.tolerance > 0.03 * scale.top) {
         const double y = height(result.tolerance);
         svg += "<path d=\"M" + rounded(kScaleX - 6, 6) + " " + rounded(y, 6) + "h" +
                rounded(kScaleWidth + 12, 6) + "\" stroke=\"" + kInk +
@@ -106,7 +107,7 @@ std::vector<Row> figuresOf(const FitResult& result, const Options& options) {
     rows.emplace_back("RMS deviation", figure(result.atParameter.rms) + unit);
     rows.emplace_back("Tolerance", figure(result.tolerance) + unit);
     if (result.patches)
-        rows.emplace_back("Control point error", figure(result.patches->controlError) + unit);
+        rows.emplace_back("Control points", figure(result.patches->controlError) + unit);
     if (options.noise > 0) rows.emplace_back("Noise added", figure(options.noise) + unit);
     if (result.scattered) {
         const SplineFit& best = result.scattered->refinement.best;

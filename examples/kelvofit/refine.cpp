@@ -8,10 +8,9 @@ namespace {
 constexpr double kLowerNoise = 0.95;
 constexpr double kLowerLargest = 0.8;
 constexpr double kMostUnknowns = 0.8;  // to the points
-constexpr int kLookAhead[] = {2, 4};   // factors on the spans when ordinary steps do not help
 
 int more(int spans, int most) {
-    return std::min(spans + std::max(1, spans / 2), most);
+    return std::min(2 * spans, most);
 }
 
 class Refiner {
@@ -35,12 +34,13 @@ class Refiner {
     std::optional<SplineFit> tryFit(int uSpans, int vSpans);
     std::optional<SplineFit> nextStep();
     bool take(const SplineFit& fit);
+    void thin(bool u);
 
     const Cloud& cloud_;
     const RefineSettings& settings_;
     const StepReport& report_;
     Refinement result_;
-    bool tooFewPoints_ = false;
+    bool stopped_ = false;  // by the user
 };
 
 std::optional<SplineFit> Refiner::tryFit(int u, int v) {
@@ -63,11 +63,11 @@ std::optional<SplineFit> Refiner::nextStep() {
     consider(u, vSpans());
     consider(uSpans(), v);
     if (best) return best;
-    consider(u, v);
-    for (int factor : kLookAhead) {
-        if (best) break;
-        consider(std::min(factor * u, settings_.maxSpans),
-                 std::min(factor * v, settings_.maxSpans));
+    for (int factor = 1; !best; factor *= 2) {
+        const int tryU = std::min(factor * u, settings_.maxSpans);
+        const int tryV = std::min(factor * v, settings_.maxSpans);
+        consider(tryU, tryV);
+        if (tryU == settings_.maxSpans && tryV == settings_.maxSpans) break;
     }
     return best;
 }
@@ -76,10 +76,10 @@ std::optional<SplineFit> Refiner::nextStep() {
 bool Refiner::take(const SplineFit& fit) {
     result_.best = fit;
     result_.steps.push_back({uSpans(), vSpans(), fit.deviation.largest, fit.deviation.rms});
-    const bool stop = report_(static_cast<int>(result_.steps.size()), fit);
+    stopped_ = report_(static_cast<int>(result_.steps.size()), fit);
     if (fit.deviation.largest <= settings_.tolerance)
         result_.reason = StopReason::kTolerance;
-    else if (stop)
+    else if (stopped_)
         result_.reason = StopReason::kUser;
     else if (atLimit())
         result_.reason = StopReason::kSpanLimit;
@@ -88,17 +88,37 @@ bool Refiner::take(const SplineFit& fit) {
     return true;
 }
 
+// Takes spans off in one direction as long as the fit stays within the tolerance.
+void Refiner::thin(bool u) {
+    int high = u ? uSpans() : vSpans(), low = 0;  // low does not suffice
+    while (high - low > 1 && !stopped_) {
+        const int middle = (low + high) / 2;
+        const std::optional<SplineFit> fit =
+            u ? tryFit(middle, vSpans()) : tryFit(uSpans(), middle);
+        if (fit && fit->deviation.largest <= settings_.tolerance) {
+            take(*fit);
+            high = middle;
+        } else {
+            low = middle;
+        }
+    }
+}
+
 Refinement Refiner::run() {
     ++result_.fits;
-    if (take(fitSpline(cloud_, 1, 1))) return std::move(result_);
-    for (;;) {
+    bool ended = take(fitSpline(cloud_, 1, 1));
+    while (!ended) {
         const std::optional<SplineFit> step = nextStep();
-        if (!step) {
-            result_.reason = StopReason::kNoImprovement;
-            return std::move(result_);
-        }
-        if (take(*step)) return std::move(result_);
+        if (!step) result_.reason = StopReason::kNoImprovement;
+        ended = !step || take(*step);
     }
+    if (result_.reason == StopReason::kTolerance && !stopped_) {
+        // The direction with more spans first: there is more to gain.
+        const bool uFirst = uSpans() >= vSpans();
+        thin(uFirst);
+        thin(!uFirst);
+    }
+    return std::move(result_);
 }
 
 }  // namespace
@@ -106,7 +126,7 @@ Refinement Refiner::run() {
 int mostSteps(int maxSpans) {
     int steps = 0;
     for (int spans = 1; spans < maxSpans; spans = more(spans, maxSpans)) ++steps;
-    return 2 * steps + 1;
+    return 4 * steps + 1;  // both directions, up and thinning
 }
 
 Refinement refine(const Cloud& cloud, const RefineSettings& settings, const StepReport& report) {

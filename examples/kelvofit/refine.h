@@ -33,11 +33,12 @@ int mostSteps(int maxSpans);
 /// Called after every step; true stops the refinement with what there is.
 using StepReport = std::function<bool(int step, const SplineFit& fit)>;
 
-/// Starts with one span in each direction. A step adds about half as many spans in the direction,
-/// or both, where that lowers the noise estimate most. A step counts as a help when it lowers the
-/// noise estimate by a twentieth or the largest deviation by a fifth. When no step does, larger
-/// ones are tried (waves shorter than a span show only then) before refining is given up. Fits
-/// with more unknowns than four fifths of the points are not taken: they would follow the noise.
+/// Starts with one span in each direction. A step doubles the spans in the direction, or both,
+/// where that lowers the noise estimate most. It counts as a help when it lowers the noise estimate
+/// by a twentieth or the largest deviation by a fifth. When no step does, larger ones are tried
+/// (waves shorter than a span show only then) before refining is given up. Fits with more unknowns
+/// than four fifths of the points are not taken: they would follow the noise. A fit within the
+/// tolerance is thinned out in the end: the fewest spans, by halving, that keep it.
 Refinement refine(const Cloud& cloud, const RefineSettings& settings, const StepReport& report);
 
 }  // namespace kelvo::fit

@@ -123,10 +123,10 @@ void addScattered(Json& json, const CloudResult& scattered) {
     const Folds& folds = scattered.folds;
     json.open("folds");
     json.add("found", folds.found());
-    json.add("points", folds.points);
+    json.add("share", folds.share);
     if (folds.found()) {
-        json.add("widest_gap", folds.gap);
-        json.add("at", scattered.cloud.points[static_cast<std::size_t>(folds.example)].at);
+        json.add("height", folds.height);
+        json.add("at", folds.at);
     }
     json.close();
 }
