@@ -12,4 +12,8 @@ int statusLineColumns();
 /// wait for keys, shows nothing, leaves the terminal as it was. False without such a terminal.
 bool escapePressed();
 
+/// True while the process is known to have one thread only; then locks may be left out. May always
+/// be false. Never changes from false to true while a second thread runs.
+bool singleThreaded();
+
 }  // namespace kelvo::port

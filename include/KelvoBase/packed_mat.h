@@ -46,7 +46,7 @@ class KELVO_API RODRef {
 namespace kelvo::linalg {
 
 /// How a symmetric matrix stores its elements and hands them out.
-struct SymPacking {
+struct KELVO_API SymPacking {
     typedef double& Reference;
     static bool isStored(int, int) { return true; }
     static std::int64_t position(int i, int j) {
@@ -57,7 +57,7 @@ struct SymPacking {
 };
 
 /// The same for a lower triangular matrix.
-struct LowerPacking {
+struct KELVO_API LowerPacking {
     typedef RODRef Reference;
     static bool isStored(int i, int j) { return j <= i; }
     static std::int64_t position(int i, int j) {
@@ -68,7 +68,7 @@ struct LowerPacking {
 };
 
 /// The same for an upper triangular matrix.
-struct UpperPacking {
+struct KELVO_API UpperPacking {
     typedef RODRef Reference;
     static bool isStored(int i, int j) { return i <= j; }
     static std::int64_t position(int i, int j) { return LowerPacking::position(j, i); }

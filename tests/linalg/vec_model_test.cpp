@@ -99,6 +99,7 @@ class VecModel : public testing::Test {
 
 template <class Kind>
 void VecModel<Kind>::binary(Pair v, Pair w) {
+    if (v.real.stride() == 0) return;  // one cell in many places: operations in place add up
     cutToSame(v, w);
     const std::vector<T> a = elements(v.model), b = elements(w.model);
     std::vector<T> result = b;

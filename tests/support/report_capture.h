@@ -34,8 +34,8 @@ class ReportCapture {
 
   private:
     std::vector<Report> reports_;
+    void* previousContext_ = nullptr;  // before previous_, whose initialisation sets it
     rptSink previous_;
-    void* previousContext_ = nullptr;
 };
 
 }  // namespace kelvo::test

@@ -1,0 +1,261 @@
+// What could break: which cell an index, a row or a diagonal names, what shares elements, and what
+// is reported (and survived) when a check fails.
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <functional>
+
+#include "KelvoBase/packed_mat.h"
+#include "tests/linalg/mat_support.h"
+#include "tests/linalg/recorded_errors.h"
+
+namespace {
+
+using namespace kelvo::test;
+
+const double kSix[] = {1, 2, 3, 4, 5, 6};
+
+DoubleGenMat twoByThree() {
+    return DoubleGenMat(kSix, 2, 3);
+}
+
+IntVec indices(std::initializer_list<int> values) {
+    return IntVec(values.begin(), static_cast<unsigned>(values.size()));
+}
+
+TEST(GenMat, StoresColumnByColumnAndHandsOutViews) {
+    DoubleVec v(6, 1.0, 1.0);
+    DoubleGenMat m(v, 2, 3);
+    EXPECT_EQ("1 3 5", text(m.row(0)));
+    EXPECT_EQ("2 4 6", text(m.row(1)));
+    EXPECT_EQ("3 4", text(m.col(1)));
+    m.col(1) = 9.0;
+    v[0] = -1.0;
+    m.row(1)[2] = 8.0;
+    EXPECT_EQ("-1 9 5|2 9 8", text(m));
+    EXPECT_EQ(v.data(), m.data());
+    EXPECT_EQ(v.data(), m.dataVec().data());
+    m.bcset(1, 0, 4.0);
+    m.bcref(0, 0) += 2.0;
+    m(0, 2) = m.sub(1, 2) + m.val(1, 0);
+    m.set(1, 1, 7);
+    m.ref(0, 1) = -m.bcval(1, 1);
+    EXPECT_EQ("1 -7 12|4 7 8", text(m));
+}
+
+TEST(GenMat, ViewsOfAStridedMatrixSkipWhatLiesBetween) {
+    DoubleVec v(12, 0.0, 1.0);
+    DoubleGenMat m(v.slice(11, 6, -2), 3, 2);  // 11 9 7 | 5 3 1
+    EXPECT_EQ("11 5|9 3|7 1", text(m));
+    EXPECT_EQ("9 3", text(m.row(1)));
+    EXPECT_EQ("11 3", text(m.diagonal()));
+    EXPECT_EQ("9 1", text(m.diagonal(-1)));
+    m.row(2) = 0.0;
+    EXPECT_EQ("[ 0 0 2 3 4\n5 6 0 8 9\n10 11\n]", printed(v).replace(0, 2, "[ "));
+}
+
+TEST(GenMat, Diagonals) {
+    DoubleGenMat m(4, 3);
+    for (int i = 0; i < 4; ++i)
+        for (int j = 0; j < 3; ++j) m(i, j) = 10 * i + j;
+    const struct {
+        int k;
+        const char* elements;
+    } kRows[] = {{0, "0 11 22"}, {1, "1 12"}, {2, "2"}, {-1, "10 21 32"}, {-2, "20 31"},
+                 {-3, "30"},     {3, ""},     {-4, ""}, {INT_MIN, ""},    {INT_MAX, ""}};
+    for (const auto& row : kRows) {
+        SCOPED_TRACE(row.k);
+        EXPECT_EQ(row.elements, text(m.diagonal(row.k)));
+        RecordedErrors errors;
+        EXPECT_EQ(row.elements, text(m.bcdiagonal(row.k)));
+        EXPECT_EQ(*row.elements ? 0u : 1u, errors.take().size());
+    }
+    m.diagonal(1) = 0.0;
+    EXPECT_EQ(0.0, m(1, 2));
+}
+
+TEST(GenMat, Constructors) {
+    EXPECT_EQ(0u, DoubleGenMat().rows() + DoubleGenMat().cols());
+    EXPECT_EQ("7 7|7 7|7 7", text(IntGenMat(3, 2, 7)));
+    EXPECT_EQ("1 3 5|2 4 6", text(twoByThree()));
+    const DoubleGenMat fractions = twoByThree() * -1.7;
+    EXPECT_EQ("-1 -5 -8|-3 -6 -10", text(toInt(fractions)));
+    EXPECT_EQ("-1 -5 -8|-3 -6 -10", text(DoubleGenMat(toInt(fractions))));
+    DoubleGenMat a = twoByThree(), b(a), c = a.copy();
+    b(0, 0) = 9;
+    EXPECT_EQ(9, a(0, 0));
+    EXPECT_EQ(1, c(0, 0));
+}
+
+TEST(GenMat, ResizeKeepsTheTopLeftBlock) {
+    const struct {
+        unsigned rows, cols;
+        const char* after;
+    } kRows[] = {{2, 3, "1 3 5|2 4 6"},
+                 {2, 4, "1 3 5 0|2 4 6 0"},
+                 {3, 2, "1 3|2 4|0 0"},
+                 {1, 4, "1 3 5 0"},
+                 {2, 1, "1|2"},
+                 {3, 3, "1 3 5|2 4 6|0 0 0"},
+                 {0, 3, ""},
+                 {6, 1, "1|2|0|0|0|0"}};
+    for (const auto& row : kRows) {
+        DoubleGenMat m = twoByThree(), other(m);
+        m.resize(row.rows, row.cols);
+        EXPECT_EQ(row.after, text(m));
+        EXPECT_EQ("1 3 5|2 4 6", text(other));
+        other(0, 0) = 8;
+        if (row.cols > 0 && row.rows > 0) {
+            EXPECT_EQ(row.rows == 2 && row.cols == 3 ? 8 : 1, m(0, 0));
+        }
+    }
+}
+
+TEST(GenMat, Arithmetic) {
+    const DoubleGenMat a = twoByThree(), b = 7.0 - a;
+    EXPECT_EQ("6 4 2|5 3 1", text(b));
+    EXPECT_EQ("7 7 7|7 7 7", text(a + b));
+    EXPECT_EQ("6 12 10|10 12 6", text(a * b));
+    EXPECT_EQ("-5 -1 3|-3 1 5", text(a - b));
+    EXPECT_EQ("60 20 12|30 15 10", text(60.0 / a));
+    EXPECT_EQ("1 3 5|2 4 6", text((a * b) / b));
+    EXPECT_EQ("5 1 3|3 1 5", text(abs(a - b)));
+    EXPECT_EQ("-2 0 2|-1 1 3", text(a - 3.0));
+    EXPECT_EQ("1 9 25|4 16 36", text(a.apply([](double x) { return x * x; })));
+    // By the reciprocal, as the vectors do it.
+    EXPECT_EQ(5.0 * (1.0 / 49.0), (a / 49.0)(0, 2));
+    DoubleGenMat c = a.copy();
+    ((c += a) *= b) -= 1.0;
+    EXPECT_EQ("11 23 19|19 23 11", text(c));
+    ++(c /= DoubleGenMat(2, 3, 1.0));
+    --c;
+    EXPECT_EQ("-11 -23 -19|-19 -23 -11", text(-c));
+    EXPECT_EQ(1, a == twoByThree());
+    EXPECT_EQ(0, a != twoByThree());
+    EXPECT_EQ(0, a == c);
+    EXPECT_EQ(1, a != DoubleGenMat(kSix, 3, 2));
+    const IntGenMat most(1, 1, INT_MAX);
+    EXPECT_EQ(INT_MIN, (most + 1)(0, 0));
+}
+
+TEST(GenMat, OverlappingOperandsCountAsTheyWere) {
+    DoubleVec v(5, 1.0, 1.0);
+    DoubleGenMat head(v.slice(0, 4, 1), 2, 2), tail(v.slice(1, 4, 1), 2, 2);
+    tail = head;
+    EXPECT_EQ("1 1 2 3 4", text(v));
+    tail += head;
+    EXPECT_EQ("1 2 3 5 7", text(v));
+}
+
+TEST(GenMatPick, ReadsAndWritesThePickedCells) {
+    DoubleGenMat m = twoByThree();
+    const DoubleGenMatPick pick = m.matPick(indices({1, 0}), indices({2, 0, 0}));
+    EXPECT_EQ(2u, pick.rows());
+    EXPECT_EQ(3u, pick.cols());
+    EXPECT_EQ("6 2 2|5 1 1", text(DoubleGenMat(pick)));
+    EXPECT_EQ("12 4 4|10 2 2", text(pick + DoubleGenMat(pick)));
+    m(indices({0}), indices({1, 2})) = DoubleGenMat(1, 2, -1.0);
+    EXPECT_EQ("1 -1 -1|2 4 6", text(m));
+    m(indices({0, 1}), indices({0})) = m(indices({1, 0}), indices({0}));  // exchange
+    EXPECT_EQ("2 -1 -1|1 4 6", text(m));
+    m = m(indices({1, 0}), indices({2, 1, 0}));
+    EXPECT_EQ("6 4 1|-1 -1 2", text(m));
+    m(indices({0}), indices({0, 1})) = 3.0;
+    m(indices({1}), indices({1})).zero();
+    EXPECT_EQ("3 3 1|-1 0 2", text(m));
+    IntGenMat whole(2, 2, 1);
+    whole(indices({1}), indices({0})) = 5;
+    EXPECT_EQ("1 1|5 1", text(whole));
+}
+
+TEST(GenMatPick, ReportsIndicesFromTheLastToTheFirst) {
+    RecordedErrors errors;
+    DoubleGenMat m = twoByThree();
+    DoubleGenMatPick pick = m(indices({2, 0, -1}), indices({7, 1}));
+    EXPECT_EQ(
+        "Matrix pick out of range: index -1 not in 0->1\n"
+        "Matrix pick out of range: index 2 not in 0->1\n"
+        "Matrix pick out of range: index 7 not in 0->2",
+        errors.takeText());
+    pick = 9.0;
+    EXPECT_EQ("1 9 5|2 4 6", text(m));
+    EXPECT_EQ("0 0|0 9|0 0", text(DoubleGenMat(pick)));
+    EXPECT_EQ(0.0, pick.val(5, -3));
+    m.matPick(indices({0}), indices({0})) = m;
+    EXPECT_EQ("Matrix sizes don't match (1x1) vs (2x3)", errors.takeText());
+    m = m(indices({1, 1, 1}), indices({1}));
+    EXPECT_EQ("Matrix sizes don't match (2x3) vs (3x1)", errors.takeText());
+    EXPECT_EQ("4 9 5|4 4 6", text(m));
+    DoubleGenMat()(indices({0}), indices({}));
+    EXPECT_EQ("Matrix pick out of range: index 0 not in 0->-1", errors.takeText());
+}
+
+// Each call fails a check, gets the report and goes on; `after` is the matrix then.
+TEST(GenMat, Reports) {
+    const struct {
+        const char* report;
+        std::function<void(DoubleGenMat&)> call;
+        const char* after;
+    } kRows[] = {
+        {"Element (2x0) not in matrix of size (2x3)",
+         [](DoubleGenMat& m) { EXPECT_EQ(3.0, m.bcval(2, 0)); }, nullptr},
+        {"Element (0x3) not in matrix of size (2x3)",
+         [](DoubleGenMat& m) { EXPECT_EQ(0.0, m.bcval(0, 3)); }, nullptr},
+        {"Element (-1x1) not in matrix of size (2x3)", [](DoubleGenMat& m) { m.bcset(-1, 1, 9); },
+         "1 3 5|9 4 6"},
+        {"Element (-2147483648x2147483647) not in matrix of size (2x3)",
+         [](DoubleGenMat& m) { m.bcref(INT_MIN, INT_MAX) = 9; }, nullptr},
+        {"Row (2) not in matrix with 2 rows",
+         [](DoubleGenMat& m) { EXPECT_EQ("0 0 0", text(m.bcrow(2))); }, nullptr},
+        {"Row (-1) not in matrix with 2 rows", [](DoubleGenMat& m) { m.bcrow(-1) = 5.0; }, nullptr},
+        {"Column (3) not in matrix with 3 columns",
+         [](DoubleGenMat& m) { EXPECT_EQ("0 0", text(m.bccol(3))); }, nullptr},
+        {"Diagonal -3 not in DoubleGenMat matrix of size (2x3)",
+         [](DoubleGenMat& m) { EXPECT_EQ("", text(m.bcdiagonal(3))); }, nullptr},
+        {"Diagonal 2 not in DoubleGenMat matrix of size (2x3)",
+         [](DoubleGenMat& m) { EXPECT_EQ("", text(m.bcdiagonal(-2))); }, nullptr},
+        {"Matrix sizes don't match (2x3) vs (3x2)",
+         [](DoubleGenMat& m) { m = DoubleGenMat(3, 2, 8.0); }, "8 8 8|8 8 8"},
+        {"Matrix sizes don't match (2x3) vs (2x2)",
+         [](DoubleGenMat& m) { m = DoubleGenMat(2, 2, 8.0); }, "8 8 5|8 8 6"},
+        {"Matrix sizes don't match (2x3) vs (1x2)",
+         [](DoubleGenMat& m) { m += DoubleGenMat(1, 2, 8.0); }, "9 3 5|10 4 6"},
+        {"Matrix sizes don't match (2x3) vs (4x4)",
+         [](DoubleGenMat& m) { EXPECT_EQ("3 5 7|4 6 8", text(m + DoubleGenMat(4, 4, 2.0))); },
+         nullptr},
+        {"Matrix sizes don't match (2x3) vs (1x1)",
+         [](DoubleGenMat& m) { EXPECT_EQ("2 0 0|0 0 0", text(m / DoubleGenMat(1, 1, 0.5))); },
+         nullptr},
+        {"Wrong number of points (4) for 2x3 DoubleGenMat",
+         [](DoubleGenMat& m) {
+             EXPECT_EQ("7 7 0|7 7 0", text(DoubleGenMat(DoubleVec(4, 7.0), 2, 3)));
+             m(1, 2) = 0;
+         },
+         "1 3 5|2 4 0"},
+        {"Wrong number of points (6) for 2x2 DoubleGenMat",
+         [](DoubleGenMat& m) { DoubleGenMat(m.dataVec(), 2, 2) = 0.0; }, "0 0 5|0 0 6"},
+        {"[NOMEM: RWBlock]: Out of memory",
+         [](DoubleGenMat&) { EXPECT_EQ(0u, DoubleGenMat(65536, 65536).rows()); }, nullptr},
+        {"[NOMEM: RWBlock]: Out of memory", [](DoubleGenMat& m) { m.resize(2, UINT_MAX); },
+         nullptr},
+    };
+    for (const auto& row : kRows) {
+        SCOPED_TRACE(row.report);
+        RecordedErrors errors;
+        DoubleGenMat m = twoByThree();
+        row.call(m);
+        const auto reports = errors.take();
+        ASSERT_EQ(1u, reports.size());
+        EXPECT_EQ(row.report, reports[0].text);
+        EXPECT_EQ(0xF000 & reports[0].classCode, reports[0].classCode & 0xF000);
+        EXPECT_EQ(row.after ? row.after : "1 3 5|2 4 6", text(m));
+    }
+    RecordedErrors errors;
+    IntGenMat(IntVec(), 1, 1).bcdiagonal(1);
+    EXPECT_EQ(
+        "Wrong number of points (0) for 1x1 IntGenMat\n"
+        "Diagonal -1 not in IntGenMat matrix of size (1x1)",
+        errors.takeText());
+}
+
+}  // namespace
