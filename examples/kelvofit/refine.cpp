@@ -5,8 +5,9 @@
 namespace kelvo::fit {
 namespace {
 
-constexpr double kLowerNoise = 0.95;
+constexpr double kLowerNoise = 0.98;
 constexpr double kLowerLargest = 0.8;
+constexpr double kSigmas = 4;          // by which a gain must exceed what chance gives
 constexpr double kMostUnknowns = 0.8;  // to the points
 
 int more(int spans, int most) {
@@ -21,12 +22,7 @@ class Refiner {
     Refinement run();
 
   private:
-    bool helps(const SplineFit& fit) const {
-        const SplineFit& best = result_.best;
-        return fit.noise < kLowerNoise * best.noise ||
-               (fit.deviation.largest < kLowerLargest * best.deviation.largest &&
-                fit.noise <= best.noise);
-    }
+    bool helps(const SplineFit& fit) const;
     bool atLimit() const { return std::min(uSpans(), vSpans()) >= settings_.maxSpans; }
     int uSpans() const { return result_.best.surface.u().spans(); }
     int vSpans() const { return result_.best.surface.v().spans(); }
@@ -42,6 +38,19 @@ class Refiner {
     Refinement result_;
     bool stopped_ = false;  // by the user
 };
+
+bool Refiner::helps(const SplineFit& fit) const {
+    const SplineFit& best = result_.best;
+    const double points = static_cast<double>(cloud_.points.size());
+    const double more = fit.rank - best.rank;
+    const auto squares = [&](const SplineFit& f) { return f.noise * f.noise * (points - f.rank); };
+    // If only noise is left, each further coefficient takes its square once, give or take.
+    const double byChance = fit.noise * fit.noise * (more + kSigmas * std::sqrt(2 * more));
+    if (more > 0 && squares(best) - squares(fit) < byChance) return false;
+    return fit.noise < kLowerNoise * best.noise ||
+           (fit.deviation.largest < kLowerLargest * best.deviation.largest &&
+            fit.noise <= best.noise);
+}
 
 std::optional<SplineFit> Refiner::tryFit(int u, int v) {
     if (u == uSpans() && v == vSpans()) return std::nullopt;
