@@ -7,6 +7,7 @@ namespace {
 
 constexpr double kLowerNoise = 0.98;
 constexpr double kLowerLargest = 0.8;
+constexpr double kSameNoise = 1.005;
 constexpr double kSigmas = 4;          // by which a gain must exceed what chance gives
 constexpr double kMostUnknowns = 0.8;  // to the points
 
@@ -54,6 +55,8 @@ bool Refiner::helps(const SplineFit& fit) const {
 
 std::optional<SplineFit> Refiner::tryFit(int u, int v) {
     if (u == uSpans() && v == vSpans()) return std::nullopt;
+    stopped_ = stopped_ || settings_.stop();
+    if (stopped_) return std::nullopt;
     ++result_.fits;
     SplineFit fit = fitSpline(cloud_, u, v);
     if (fit.rank > kMostUnknowns * static_cast<double>(cloud_.points.size())) return std::nullopt;
@@ -72,7 +75,7 @@ std::optional<SplineFit> Refiner::nextStep() {
     consider(u, vSpans());
     consider(uSpans(), v);
     if (best) return best;
-    for (int factor = 1; !best; factor *= 2) {
+    for (int factor = 1; !best && !stopped_; factor *= 2) {
         const int tryU = std::min(factor * u, settings_.maxSpans);
         const int tryV = std::min(factor * v, settings_.maxSpans);
         consider(tryU, tryV);
@@ -85,7 +88,7 @@ std::optional<SplineFit> Refiner::nextStep() {
 bool Refiner::take(const SplineFit& fit) {
     result_.best = fit;
     result_.steps.push_back({uSpans(), vSpans(), fit.deviation.largest, fit.deviation.rms});
-    stopped_ = report_(static_cast<int>(result_.steps.size()), fit);
+    report_(static_cast<int>(result_.steps.size()), fit);
     if (fit.deviation.largest <= settings_.tolerance)
         result_.reason = StopReason::kTolerance;
     else if (stopped_)
@@ -97,15 +100,20 @@ bool Refiner::take(const SplineFit& fit) {
     return true;
 }
 
-// Takes spans off in one direction as long as the fit stays within the tolerance.
+// Takes spans off in one direction as long as the fit stays good enough: within the tolerance, or
+// where it is noise that stopped the refinement, with hardly more noise.
 void Refiner::thin(bool u) {
+    const double noise = kSameNoise * result_.best.noise;
+    const bool within = result_.reason == StopReason::kTolerance;
     int high = u ? uSpans() : vSpans(), low = 0;  // low does not suffice
     while (high - low > 1 && !stopped_) {
         const int middle = (low + high) / 2;
         const std::optional<SplineFit> fit =
             u ? tryFit(middle, vSpans()) : tryFit(uSpans(), middle);
-        if (fit && fit->deviation.largest <= settings_.tolerance) {
+        if (fit && (within ? fit->deviation.largest <= settings_.tolerance : fit->noise <= noise)) {
+            const StopReason reason = result_.reason;
             take(*fit);
+            result_.reason = reason;
             high = middle;
         } else {
             low = middle;
@@ -118,10 +126,12 @@ Refinement Refiner::run() {
     bool ended = take(fitSpline(cloud_, 1, 1));
     while (!ended) {
         const std::optional<SplineFit> step = nextStep();
-        if (!step) result_.reason = StopReason::kNoImprovement;
+        if (!step) result_.reason = stopped_ ? StopReason::kUser : StopReason::kNoImprovement;
         ended = !step || take(*step);
     }
-    if (result_.reason == StopReason::kTolerance && !stopped_) {
+    const bool worth =
+        result_.reason == StopReason::kTolerance || result_.reason == StopReason::kNoImprovement;
+    if (worth) {
         // The direction with more spans first: there is more to gain.
         const bool uFirst = uSpans() >= vSpans();
         thin(uFirst);
