@@ -32,7 +32,7 @@ void useGeneral(unsigned rows, unsigned cols) {
     std::stringstream text;
     text << b;
     text >> a;
-    EXPECT_EQ(0, (a == b) * 0 + abs(a).val(0, 0) * 0);
+    abs(a.copy());
 }
 
 template <class Mat>
@@ -49,7 +49,6 @@ void usePacked(unsigned n) {
     std::stringstream text;
     text << a;
     text >> b;
-    EXPECT_EQ(0.0, b.bcval(0, 0) * 0);
 }
 
 void useEverything() {
@@ -59,7 +58,6 @@ void useEverything() {
     usePacked<DoubleLowerTriMat>(3);
     usePacked<DoubleUpperTriMat>(5);
     const DoubleGenMat converted(toInt(DoubleGenMat(3, 3, 1.5)));
-    EXPECT_EQ(0.0, converted.val(2, 2) * 0);
 }
 
 TEST(MatMemory, EveryOperationEndsWithoutMemory) {
