@@ -2,8 +2,8 @@
 #include <algorithm>
 #include <cmath>
 
-#include "KelvoBase/vec.h"
 #include "linalg/element_loops.h"
+#include "linalg/vec_access.h"
 
 using namespace kelvo::linalg;
 
@@ -23,7 +23,7 @@ DoubleVec ofEach(const DoubleVec& v, const DoubleVec& w, Function function) {
     const unsigned n = std::min(v.length(), w.length());
     loops::map(n, v.data(), v.stride(), w.data(), w.stride(), result.data(), result.stride(),
                function);
-    if (n < v.length()) result.slice(static_cast<int>(n), v.length() - n) = 0.0;
+    for (unsigned i = n; i < v.length(); ++i) elementAt(result, i) = 0.0;
     return result;
 }
 

@@ -15,7 +15,8 @@ namespace {
 constinit MessageCatalog* g_catalogs = nullptr;
 
 void dispatch(MathError error, va_list args) {
-    mathErrorHandler(error.id, error.severity, error.classCode, args);
+    const MathErrorHandler handler = mathErrorHandler ? mathErrorHandler : defaultMathErrorHandler;
+    handler(error.id, error.severity, error.classCode, args);
 }
 
 }  // namespace

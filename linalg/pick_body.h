@@ -10,15 +10,16 @@ namespace kelvo::linalg {
 
 // Indices may change behind the pick, so each use of one is checked.
 template <class T, class Vec, class Pick>
-T* PickBody<T, Vec, Pick>::address(int i) const {
-    const int index = VecAccess::contains(indices_, i) ? indices_(i) : -1;
+T* PickBody<T, Vec, Pick>::address(unsigned i) const {
+    const int index = i < length() ? elementAt(indices_, i) : -1;
     if (!VecAccess::contains(vec_, index)) return &VecAccess::scratch<Vec>();
     return const_cast<T*>(vec_.data()) + static_cast<std::ptrdiff_t>(index) * vec_.stride();
 }
 
+// The first n values, to elements that are not picked ones.
 template <class T, class Vec, class Pick>
-Vec PickBody<T, Vec, Pick>::values() const {
-    return Vec(static_cast<const Pick&>(*this));
+void PickBody<T, Vec, Pick>::copyTo(T* target, int stride, unsigned n) const {
+    for (unsigned i = 0; i < n; ++i) target[static_cast<std::ptrdiff_t>(i) * stride] = *address(i);
 }
 
 template <class T, class Vec, class Pick>
@@ -26,10 +27,7 @@ void PickBody<T, Vec, Pick>::assign(const Vec& v) {
     lengthCheck(v.length());
     const Vec source = VecAccess::sameBlock(v, vec_) ? v.copy() : v;
     const unsigned n = std::min(length(), v.length());
-    for (unsigned i = 0; i < n; ++i) {
-        const int k = static_cast<int>(i);
-        *address(k) = source(k);
-    }
+    for (unsigned i = 0; i < n; ++i) *address(i) = elementAt(source, i);
 }
 
 template <class T, class Vec, class Pick>
@@ -40,14 +38,14 @@ Pick& PickBody<T, Vec, Pick>::operator=(const Vec& v) {
 
 template <class T, class Vec, class Pick>
 Pick& PickBody<T, Vec, Pick>::operator=(T value) {
-    for (unsigned i = 0; i < length(); ++i) *address(static_cast<int>(i)) = value;
+    for (unsigned i = 0; i < length(); ++i) *address(i) = value;
     return static_cast<Pick&>(*this);
 }
 
 template <class T, class Vec, class Pick>
 void PickBody<T, Vec, Pick>::assertElements() const {
     for (unsigned i = 0; i < length(); ++i) {
-        const int index = indices_(static_cast<int>(i));
+        const int index = elementAt(indices_, i);
         if (VecAccess::contains(vec_, index)) continue;
         reportMathError({kIndex, kAsInCatalog, kIdentity<T>.pickCode}, kIdentity<T>.pick, index,
                         vec_.length() - 1);

@@ -37,4 +37,14 @@ struct VecAccess {
     }
 };
 
+/// Element i, unchecked; for loops over vectors that may be longer than an int index reaches.
+template <class Body>
+typename Body::value_type elementAt(const Body& v, unsigned i) {
+    return v.data()[static_cast<std::ptrdiff_t>(i) * v.stride()];
+}
+template <class Body>
+typename Body::value_type& elementAt(Body& v, unsigned i) {
+    return v.data()[static_cast<std::ptrdiff_t>(i) * v.stride()];
+}
+
 }  // namespace kelvo::linalg

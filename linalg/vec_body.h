@@ -13,6 +13,9 @@ namespace kelvo::linalg {
 template <class T, class Vec, class Pick>
 int VecBody<T, Vec, Pick>::numberPerLine = 5;
 
+template <class T, class Vec, class Pick>
+T VecBody<T, Vec, Pick>::scratch = T();
+
 // ---- Storage. A vector whose elements could not be allocated has stride 0 over the scratch cell:
 // every access through the stride is then safe without a test.
 
@@ -39,7 +42,7 @@ VecBody<T, Vec, Pick>::VecBody(unsigned n, T value) : VecBody(n) {
 template <class T, class Vec, class Pick>
 VecBody<T, Vec, Pick>::VecBody(unsigned n, T value, T increment) : VecBody(n) {
     for (unsigned i = 0; i < n; ++i) {
-        store(i, value);
+        elementAt(*this, i) = value;
         value = Arithmetic<T>::add(value, increment);
     }
 }
@@ -51,7 +54,7 @@ VecBody<T, Vec, Pick>::VecBody(const T* values, unsigned n) : VecBody(n) {
 
 template <class T, class Vec, class Pick>
 VecBody<T, Vec, Pick>::VecBody(const Pick& pick) : VecBody(pick.length()) {
-    for (unsigned i = 0; i < length_; ++i) store(i, pick(static_cast<int>(i)));
+    pick.copyTo(begin_, stride_, length_);
 }
 
 template <class T, class Vec, class Pick>
@@ -66,9 +69,8 @@ VecBody<T, Vec, Pick>::VecBody(const Vec& v, int start, unsigned n, int stride)
 
 template <class T, class Vec, class Pick>
 T* VecBody<T, Vec, Pick>::scratchCell() {
-    static T cell;
-    cell = T();
-    return &cell;
+    scratch = T();
+    return &scratch;
 }
 
 template <class T, class Vec, class Pick>
@@ -77,18 +79,12 @@ T* VecBody<T, Vec, Pick>::missing(int i) const {
     return scratchCell();
 }
 
-// Element i of a vector that is too long for an int index.
-template <class T, class Vec, class Pick>
-void VecBody<T, Vec, Pick>::store(unsigned i, T value) {
-    begin_[static_cast<std::ptrdiff_t>(i) * stride_] = value;
-}
-
 template <class T, class Vec, class Pick>
 void VecBody<T, Vec, Pick>::fill(T value, unsigned from) {
     if (stride_ == 1) {
         std::fill(begin_ + from, begin_ + length_, value);
     } else {
-        for (unsigned i = from; i < length_; ++i) store(i, value);
+        for (unsigned i = from; i < length_; ++i) elementAt(*this, i) = value;
     }
 }
 

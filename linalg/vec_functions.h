@@ -3,6 +3,7 @@
 #pragma once
 
 #include "linalg/element_loops.h"
+#include "linalg/vec_access.h"
 
 namespace kelvo::linalg {
 
@@ -12,9 +13,8 @@ Vec runningSums(const Vec& v) {
     Vec result(v.length());
     T total = T();
     for (unsigned i = 0; i < v.length(); ++i) {
-        const int k = static_cast<int>(i);
-        total = Arithmetic<T>::add(total, v(k));
-        result(k) = total;
+        total = Arithmetic<T>::add(total, elementAt(v, i));
+        elementAt(result, i) = total;
     }
     return result;
 }
@@ -23,11 +23,9 @@ template <class Vec>
 Vec firstDifferences(const Vec& v) {
     using T = typename Vec::value_type;
     Vec result(v.length());
-    T previous = T();
-    for (unsigned i = 0; i < v.length(); ++i) {
-        const int k = static_cast<int>(i);
-        result(k) = i == 0 ? v(k) : Arithmetic<T>::sub(v(k), previous);
-        previous = v(k);
+    if (v.length() > 0) result(0) = v(0);
+    for (unsigned i = 1; i < v.length(); ++i) {
+        elementAt(result, i) = Arithmetic<T>::sub(elementAt(v, i), elementAt(v, i - 1));
     }
     return result;
 }
@@ -35,16 +33,16 @@ Vec firstDifferences(const Vec& v) {
 template <class Vec>
 Vec reversed(const Vec& v) {
     const unsigned n = v.length();
-    return n == 0 ? Vec() : v.slice(static_cast<int>(n - 1), n, -1).copy();
+    Vec result(n);
+    for (unsigned i = 0; i < n; ++i) elementAt(result, i) = elementAt(v, n - 1 - i);
+    return result;
 }
 
 template <class Vec>
 typename Vec::value_type product(const Vec& v) {
     using T = typename Vec::value_type;
     T total = T(1);
-    for (unsigned i = 0; i < v.length(); ++i) {
-        total = Arithmetic<T>::mul(total, v(static_cast<int>(i)));
-    }
+    for (unsigned i = 0; i < v.length(); ++i) total = Arithmetic<T>::mul(total, elementAt(v, i));
     return total;
 }
 
@@ -55,16 +53,15 @@ int extremeIndex(const Vec& v, const char* function, Precedes precedes) {
         v.emptyErr(function);
         return -1;
     }
-    int best = 0;
+    unsigned best = 0;
     auto value = v(0);
     for (unsigned i = 1; i < v.length(); ++i) {
-        const int k = static_cast<int>(i);
-        if (precedes(v(k), value)) {
-            best = k;
-            value = v(k);
-        }
+        const auto candidate = elementAt(v, i);
+        if (!precedes(candidate, value)) continue;
+        best = i;
+        value = candidate;
     }
-    return best;
+    return static_cast<int>(best);
 }
 
 template <class Vec>
@@ -86,25 +83,24 @@ typename Vec::value_type valueAt(const Vec& v, int index) {
 template <class Vec, class Test>
 IntVec indicesWhere(const Vec& v, Test test) {
     IntVec found(v.length());
-    int count = 0;
+    unsigned count = 0;
     for (unsigned i = 0; i < v.length(); ++i) {
-        const int k = static_cast<int>(i);
-        if (test(v(k))) found(count++) = k;
+        if (test(elementAt(v, i))) elementAt(found, count++) = static_cast<int>(i);
     }
-    return found.slice(0, static_cast<unsigned>(count), 1);
+    return found.slice(0, count, 1);
 }
 
 template <class Vec, class Test>
 unsigned countWhere(const Vec& v, Test test) {
     unsigned count = 0;
-    for (unsigned i = 0; i < v.length(); ++i) count += test(v(static_cast<int>(i))) ? 1 : 0;
+    for (unsigned i = 0; i < v.length(); ++i) count += test(elementAt(v, i)) ? 1 : 0;
     return count;
 }
 
 template <class Vec, class Test>
 int allOf(const Vec& v, Test test) {
     for (unsigned i = 0; i < v.length(); ++i) {
-        if (!test(v(static_cast<int>(i)))) return 0;
+        if (!test(elementAt(v, i))) return 0;
     }
     return 1;
 }

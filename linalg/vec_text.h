@@ -1,12 +1,13 @@
 // Definitions of VecBody: text output and input. Included like vec_body.h.
 #pragma once
 
+#include <algorithm>
 #include <cctype>
 #include <istream>
 #include <limits>
 #include <ostream>
 
-#include "KelvoBase/vec.h"
+#include "linalg/vec_access.h"
 
 namespace kelvo::linalg {
 
@@ -51,7 +52,7 @@ class Appender {
         typename Vec::value_type value;
         if (!readElement(is, value)) return false;
         if (count_ == v_.length()) v_.resize(count_ + std::max(kStep, count_ / 2));
-        v_.data()[static_cast<std::ptrdiff_t>(count_++) * v_.stride()] = value;
+        elementAt(v_, count_++) = value;
         return true;
     }
     void finish() { v_.resize(count_); }
@@ -74,7 +75,8 @@ void VecBody<T, Vec, Pick>::scanFrom(std::istream& is) {
             elements.read(is);
         }
     } else {
-        is.unget();
+        // At the end of the input there is nothing to put back, and trying would clear its mark.
+        if (is) is.unget();
         while (!elements.isFull() && elements.read(is)) {
         }
     }
@@ -88,7 +90,7 @@ void VecBody<T, Vec, Pick>::printOn(std::ostream& os) const {
     os << (perLine < length_ ? "[\n" : "[ ");
     for (unsigned i = 0; i < length_; ++i) {
         if (i > 0) os << (i % perLine != 0 ? " " : "\n");
-        writeElement(os, begin_[static_cast<std::ptrdiff_t>(i) * stride_]);
+        writeElement(os, elementAt(*this, i));
     }
     os << (perLine >= length_ ? " ]" : "\n]");
 }

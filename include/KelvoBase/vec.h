@@ -230,7 +230,6 @@ class KELVO_API VecBody {
     Vec operandFor(const Vec& w) const;
     void fill(T value, unsigned from);
     void take(const T* values, int stride, unsigned n);
-    void store(unsigned i, T value);
     void assign(const VecBody& w);
     template <class Loop>
     Vec combined(const Vec& w, Loop loop) const;
@@ -251,6 +250,7 @@ class KELVO_API VecBody {
     Vec dividing(T s) const;
 
     static int numberPerLine;
+    static T scratch;
 
     RWBlock* block_;  // counted, never null
     T* begin_;        // into the block
@@ -274,7 +274,7 @@ class KELVO_API DoubleVec : public kelvo::linalg::VecBody<double, DoubleVec, Dou
     /// DNRM2). 0 for an empty vector, infinite or not a number where an element is.
     double vecLen() const;
     /// Multiplies by 1/vecLen() and returns 1; returns 0 and changes nothing when the length is 0
-    /// or not a number.
+    /// or not a number. (The reciprocal of a length below 6e-309 is infinite.)
     int normalise();
 
     // An element is within `tol` (0 or more) of a value when their distance is at most tol.
@@ -387,13 +387,13 @@ class KELVO_API PickBody {
     /// Number of picked elements.
     unsigned length() const { return indices_.length(); }
     /// Picked element i.
-    T& operator()(int i) { return *address(i); }
-    T operator()(int i) const { return *address(i); }
+    T& operator()(int i) { return *address(static_cast<unsigned>(i)); }
+    T operator()(int i) const { return *address(static_cast<unsigned>(i)); }
 
     /// Stores values in the picked elements, in order. Lengths must be equal (VNMATCH, class of the
     /// pick). Where both sides share elements, the values before the call count.
     PickBody& operator=(const PickBody& pick) {
-        assign(pick.values());
+        assign(Vec(static_cast<const Pick&>(pick)));
         return *this;
     }
     Pick& operator=(const Vec& v);
@@ -409,9 +409,9 @@ class KELVO_API PickBody {
 
   private:
     friend class VecBody<T, Vec, Pick>;
-    T* address(int i) const;
+    T* address(unsigned i) const;
     void assign(const Vec& v);
-    Vec values() const;
+    void copyTo(T* target, int stride, unsigned n) const;
 
     Vec vec_;  // shares the elements
     IntVec indices_;

@@ -97,6 +97,19 @@ TEST(Memory, CountFollowsTrackedBlocksOnly) {
     EXPECT_EQ(before, MA_liveBlocks());
 }
 
+TEST(Memory, PlainFreeMayReleaseATrackedBlock) {
+    const long before = MA_liveBlocks();
+    void* first = tracked(100);
+    const auto address = reinterpret_cast<std::uintptr_t>(first);
+    std::free(first);
+    void* second = tracked(100);
+    const bool reused = reinterpret_cast<std::uintptr_t>(second) == address;
+    EXPECT_EQ(before + (reused ? 1 : 2), MA_liveBlocks());
+    freeTracked(second);
+    if (!reused) GTEST_SKIP() << "this allocator does not reuse the block at once";
+    EXPECT_EQ(before, MA_liveBlocks());
+}
+
 TEST(Memory, ThreadsAllocateAndRelease) {
     const long before = MA_liveBlocks();
     std::vector<std::thread> threads;

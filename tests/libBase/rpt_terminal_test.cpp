@@ -1,6 +1,7 @@
 // What could break: the status line and the Escape key on a real terminal. Every case runs in a
 // child whose stdin and stderr are a pseudo-terminal of its own.
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <pty.h>
 #include <sys/wait.h>
 #include <termios.h>
@@ -13,6 +14,7 @@
 #include <string>
 
 #include "Base/rpt.h"
+#include "tests/libBase/play_reports.h"
 
 namespace {
 
@@ -69,76 +71,36 @@ bool abortComes() {
     return false;
 }
 
-TEST(Status, KeepsOneLine) {
+TEST(Status, KeepsOneLineOfTheTerminal) {
     const struct {
         const char* what;
-        void (*reports)();
+        const char* reports;
         const char* shown;
     } cases[] = {
-        {"replaced in place",
-         [] {
-             rptStatus("first");
-             rptStatus("2nd");
-         },
-         "\rfirst\033[K\r2nd\033[K"},
-        {"cleared before other output",
-         [] {
-             rptStatus("busy");
-             rptError("bad\n");
-             rptStatus("busy");
-             rptUser("done");
-             rptStatus("busy");
-             rptDebug(0, "x\n");
-         },
-         "\rbusy\033[K\r\033[Kbad\n\rbusy\033[K\r\033[Kdone\n\rbusy\033[K\r\033[Kx\n"},
-        {"not glued to an open line",
-         [] {
-             rptError("half");
-             rptStatus("busy");
-         },
-         "half\n\rbusy\033[K"},
-        {"control characters are blanks", [] { rptStatus("a\tb\033[2Jc\xC2\x9B\n"); },
-         "\ra b [2Jc \033[K"},
+        {"replaced in place", "sfirst|s2nd", "\rfirst\033[K\r2nd\033[K"},
+        {"cleared before an error", "sa|eb\n", "\ra\033[K\r\033[Kb\n"},
+        {"cleared before a message", "sa|ub", "\ra\033[K\r\033[Kb\n"},
+        {"cleared before debug texts", "sa|db\n", "\ra\033[K\r\033[Kb\n"},
+        {"not glued to an open line", "ehalf|sa", "half\n\ra\033[K"},
+        {"no control characters", "sa\tb\033[2Jc\xC2\x9B\n", "\ra b [2Jc \033[K"},
+        {"fits", "s123456789", "\r123456789\033[K"},
+        {"cut", "s1234567890", "\r123456789\033[K"},
+        {"letters of two bytes", "s12345678\xC3\xA4\xC3\xB6", "\r12345678\xC3\xA4\033[K"},
+        {"wide letter fits", "s1234567\xE6\xBC\xA2!", "\r1234567\xE6\xBC\xA2\033[K"},
+        {"wide letter does not fit", "s12345678\xE6\xBC\xA2", "\r12345678\033[K"},
+        {"accent takes no column", "s12345678o\xCC\x88!", "\r12345678o\xCC\x88\033[K"},
+        {"no UTF-8", "s1234567\xFF\xC3", "\r1234567??\033[K"},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.what);
-        EXPECT_EQ(c.shown, runOnTerminal(c.reports).text);
-    }
-}
-
-TEST(Status, IsCutToTheWidth) {
-    const struct {
-        const char *text, *shown;
-    } cases[] = {
-        {"123456789", "123456789"},
-        {"1234567890", "123456789"},
-        {"12345678\xC3\xA4\xC3\xB6", "12345678\xC3\xA4"},            // one column each
-        {"1234567\xE6\xBC\xA2\xE5\xAD\x97", "1234567\xE6\xBC\xA2"},  // two columns each
-        {"12345678\xE6\xBC\xA2", "12345678"},                        // does not fit half
-        {"a\xCC\x88"
-         "2345678\xCC\x88"
-         "9"
-         "\xFF!",
-         "a\xCC\x88"
-         "2345678\xCC\x88"
-         "9"},  // no column
-        {"1234567\xFF\xC3", "1234567??"},
-    };
-    for (const auto& c : cases) {
-        const Shown shown = runOnTerminal([&c] { rptStatus("%s", c.text); }, "", 10);
-        EXPECT_EQ("\r" + std::string(c.shown) + "\033[K", shown.text);
+        EXPECT_EQ(c.shown, runOnTerminal([&c] { play(c.reports); }, "", 10).text);
     }
 }
 
 TEST(Status, IsALineOnSimpleTerminals) {
+    const auto body = [] { play("sa|sb"); };
     for (const char* kind : {"dumb", ""})
-        EXPECT_EQ("a\nb\n", runOnTerminal(
-                                [] {
-                                    rptStatus("a");
-                                    rptStatus("b");
-                                },
-                                "", 80, kind)
-                                .text);
+        EXPECT_EQ("a\nb\n", runOnTerminal(body, "", 80, kind).text);
 }
 
 TEST(Status, StaysReadableAtExit) {
@@ -202,6 +164,9 @@ TEST(CheckAbort, LeavesTheTerminalAloneInTheBackground) {
             int status = 0;
             waitpid(pid, &status, WUNTRACED);
             if (WIFSTOPPED(status)) kill(pid, SIGKILL);
+            // Any change of the terminal's mode would end the line that is being typed.
+            pollfd line = {STDIN_FILENO, POLLIN, 0};
+            if (poll(&line, 1, 0) != 0) _exit(12);
             _exit(WIFEXITED(status) ? WEXITSTATUS(status) : 11);
         },
         "\033");

@@ -3,10 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <string>
-#include <thread>
-#include <vector>
-
 namespace {
 
 struct Base : zo::ReferenceCount {};
@@ -43,29 +39,6 @@ TEST(ReferenceCount, CopiesAndAssignmentsKeepTheirOwnCount) {
     *copy = *original;
     EXPECT_EQ(1, copy->referenceCount());
     EXPECT_EQ(2, original->referenceCount());
-}
-
-TEST(ReferenceCount, ThreadsShareOneObject) {
-    int deleted = 0;
-    zo::Reference<Item> item(new Item(&deleted));
-    std::vector<std::thread> threads;
-    for (int t = 0; t < 4; ++t)
-        threads.emplace_back([item] {
-            for (int i = 0; i < 20000; ++i) zo::Reference<Item> mine(item);
-        });
-    for (std::thread& thread : threads) thread.join();
-    threads.clear();
-    EXPECT_EQ(1, item->referenceCount());
-    item = nullptr;
-    EXPECT_EQ(1, deleted);
-}
-
-TEST(Map, IsOrderedByKey) {
-    zo::Map<std::string, int> map;
-    for (const char* key : {"b", "c", "a"}) map[key] = key[0];
-    std::string keys;
-    for (const auto& [key, value] : map) keys += key;
-    EXPECT_EQ("abc", keys);
 }
 
 }  // namespace

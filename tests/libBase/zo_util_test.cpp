@@ -28,17 +28,4 @@ TEST(Error, MessageHasAnyLength) {
     EXPECT_TRUE(zoUtil::Error(1, none).message().isEmpty());
 }
 
-TEST(Error, IsCaughtByValue) {
-    try {
-        throw zoUtil::Error(3, "refused");
-    } catch (const zoUtil::Error& error) {
-        EXPECT_EQ(3, error.code());
-        EXPECT_EQ("refused", error.message());
-    }
-}
-
-TEST(Interval, KeepsItsSeconds) {
-    EXPECT_EQ(0.25, zoUtil::Interval(0.25).seconds());
-}
-
 }  // namespace

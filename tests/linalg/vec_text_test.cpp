@@ -89,6 +89,7 @@ TEST(VecText, Input) {
             in >> v;
             EXPECT_EQ(row.read, printed(v)) << "into " << before;
             EXPECT_EQ(row.good, in.good());
+            EXPECT_EQ(!row.good && *row.rest == 0, in.eof());
             in.clear();
             std::string rest;
             std::getline(in, rest, '\0');

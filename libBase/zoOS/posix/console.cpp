@@ -17,6 +17,8 @@ constexpr int kDefaultColumns = 80;
 constexpr int kEscape = 0x1B;
 // The bytes of one key arrive together; over a slow line they may be this far apart.
 constexpr int kKeyGapMilliseconds = 25;
+// Read in one poll: what a terminal holds. A program that types without end must not hold us.
+constexpr int kMostKeys = 4096;
 
 // Makes single keys readable, unseen, while it lives. All signals wait meanwhile, so that neither
 // an interrupt nor a stop leaves the terminal in this state.
@@ -55,19 +57,11 @@ class SingleKeys {
     bool active_ = false;
 };
 
-// Reads what belongs to an Escape byte. True when the byte was the key itself: nothing follows, or
-// a control key, as of someone who presses Escape or Return again. ESC [ ... letter and ESC O
-// letter are cursor and function keys, ESC with any other character is that key with Alt.
+// True when the Escape byte just read was the key itself: nothing follows, or a control key, as of
+// someone who presses Escape or Return again. Any other character at once behind it makes it the
+// start of a cursor or function key, or of a key with Alt; the rest of that reads as plain keys.
 bool wasEscapeKey(const SingleKeys& keys) {
-    int key = keys.next(kKeyGapMilliseconds);
-    if (key < ' ') return true;
-    if (key == '[') {
-        do key = keys.next(kKeyGapMilliseconds);
-        while (key >= ' ' && key < '@');
-    } else if (key == 'O') {
-        keys.next(kKeyGapMilliseconds);
-    }
-    return false;
+    return keys.next(kKeyGapMilliseconds) < ' ';
 }
 
 }  // namespace
@@ -93,9 +87,10 @@ bool escapePressed() {
     // group, and touching the terminal would stop the process.
     if (tcgetpgrp(STDIN_FILENO) == getpgrp()) {
         const SingleKeys keys(STDIN_FILENO);
-        int key = 0;
-        while (!pressed && (key = keys.next(0)) >= 0)
+        for (int n = 0, key = 0; n < kMostKeys && key >= 0 && !pressed; ++n) {
+            key = keys.next(0);
             pressed = key == kEscape && wasEscapeKey(keys);
+        }
     }
     errno = error;
     return pressed;

@@ -1,0 +1,191 @@
+// kelvofit: fits smooth spline surfaces to points and shows how well they fit.
+#include <KelvoBase/base_reporter.h>
+#include <KelvoBase/modelling_tolerances.h>
+
+#include <chrono>
+#include <cstdio>
+#include <exception>
+
+#include "failure.h"
+#include "mesh.h"
+#include "options.h"
+#include "patch_fit.h"
+#include "picture.h"
+#include "platform.h"
+#include "report.h"
+#include "result_directory.h"
+#include "text_output.h"
+
+namespace kelvo::fit {
+namespace {
+
+constexpr std::size_t kLeastPoints = 16;
+constexpr double kDefaultTolerance = 1e-3;  // to the diagonal
+
+/// Seconds since the last call, by stage.
+class Clock {
+  public:
+    void lap(const char* stage) {
+        const auto now = std::chrono::steady_clock::now();
+        laps_.emplace_back(stage, std::chrono::duration<double>(now - last_).count());
+        last_ = now;
+    }
+    const Timings& laps() const { return laps_; }
+
+  private:
+    std::chrono::steady_clock::time_point last_ = std::chrono::steady_clock::now();
+    Timings laps_;
+};
+
+class Run {
+  public:
+    explicit Run(const Options& options)
+        : options_(options), reporter_("kelvofit", options.quiet ? 0 : 1) {}
+
+    void operator()();
+
+  private:
+    void fitKnown(TextFile& file);
+    void fitScattered(TextFile& file);
+    bool stepDone(int step, int most, const MeasuredPoint& worst, double largest);
+    void setTolerance();
+    void write();
+    void summarise() const;
+
+    const Options& options_;
+    TbaseReporter reporter_;
+    FitResult result_;
+    Clock clock_;
+};
+
+void Run::setTolerance() {
+    result_.tolerance =
+        options_.tolerance > 0 ? options_.tolerance : kDefaultTolerance * result_.box.diagonal();
+}
+
+// Shows progress; true when the user wants to stop.
+bool Run::stepDone(int step, int most, const MeasuredPoint& worst, double largest) {
+    reporter_.toleranceReport(step, most, worst.u, worst.v, largest / result_.tolerance);
+    return interrupted() || reporter_.quit() != 0;
+}
+
+void Run::fitKnown(TextFile& file) {
+    const PatchModel model = readPatches(file);
+    result_.box = boxOf(model.points);
+    if (!std::isfinite(result_.box.diagonal()))
+        file.failFile("the points lie too far apart to be computed with");
+    setTolerance();
+    clock_.lap("read");
+    Noise noise(options_.noise, options_.seed);
+    const int count = static_cast<int>(model.patches.size());
+    fitPatches(model, options_.samples, noise, result_, [&](const FitResult& sofar) {
+        const int done = static_cast<int>(sofar.surfaces.size());
+        return stepDone(done, count, {}, sofar.patches->patches.back().controlError);
+    });
+    clock_.lap("fit");
+}
+
+void Run::fitScattered(TextFile& file) {
+    std::vector<Vec3> points = readPoints(result_.kind, file);
+    if (points.size() < kLeastPoints)
+        file.failFile("holds " + std::to_string(points.size()) + " points, at least " +
+                      std::to_string(kLeastPoints) + " are needed");
+    Noise noise(options_.noise, options_.seed);
+    for (Vec3& p : points) p = noise.blur(p);
+    result_.box = boxOf(points);
+    setTolerance();
+    clock_.lap("read");
+    CloudResult& scattered = result_.scattered.emplace();
+    scattered.cloud = cloudOf(points, options_.axis, options_.input);
+    const Neighbours neighbours(scattered.cloud);
+    scattered.filledBeyond = 2.5 * neighbours.spacing();
+    scattered.folds = findFolds(scattered.cloud, neighbours);
+    clock_.lap("parametrise");
+    scattered.refinement = refine(
+        scattered.cloud, {result_.tolerance, options_.maxSpans},
+        [&](int step, const SplineFit& fit) {
+            const Deviation& d = fit.deviation;
+            return stepDone(step, mostSteps(options_.maxSpans), {{}, 0, d.u, d.v}, d.largest);
+        });
+    result_.stopped = scattered.refinement.reason == StopReason::kUser;
+    result_.surfaces.push_back(scattered.refinement.best.surface);
+    for (const CloudPoint& p : scattered.cloud.points)
+        result_.points.push_back({p.at, 0, p.u, p.v});
+    clock_.lap("fit");
+}
+
+void Run::write() {
+    const std::string title = "kelvofit, fitted to " + options_.input;
+    const bool patches = result_.patches.has_value();
+    const Mesh mesh = patches ? meshOf(result_, 12, 12, 12) : meshOf(result_, 4, 40, 160);
+    clock_.lap("mesh");
+    const std::string picture = pictureSvg(result_, options_);
+    clock_.lap("picture");
+    ResultDirectory directory(options_.out);
+    directory.add("surface.obj", meshObj(mesh, title));
+    directory.add("net.obj", netObj(result_, title));
+    directory.add("fit.svg", picture);
+    clock_.lap("write");
+    directory.add("report.json", reportJson(result_, options_, clock_.laps()));
+    directory.commit();
+}
+
+// What the user needs to know even when the progress is off: points that no surface can follow.
+// The rest is the last word of the progress.
+void Run::summarise() const {
+    if (result_.scattered && result_.scattered->folds.found()) {
+        const Folds& folds = result_.scattered->folds;
+        std::fprintf(stderr,
+                     "kelvofit: %s: warning: the points fold over the plane: %zu of them have a "
+                     "second sheet above or below, up to %s away; the surface runs between\n",
+                     options_.input.c_str(), folds.points, rounded(folds.gap, 3).c_str());
+    }
+    if (options_.quiet) return;
+    std::printf("%s: %zu points, largest deviation %s, RMS %s, %s\n", options_.input.c_str(),
+                result_.points.size(), rounded(result_.atParameter.largest, 3).c_str(),
+                rounded(result_.atParameter.rms, 3).c_str(), statusText(result_));
+    if (result_.patches)
+        std::printf("largest control point error %s over %zu patches\n",
+                    rounded(result_.patches->controlError, 3).c_str(),
+                    result_.patches->patches.size());
+    std::printf("results in %s\n", options_.out.c_str());
+}
+
+void Run::operator()() {
+    checkWritable(options_.out);
+    result_.kind = inputKind(options_.input);
+    TextFile file = TextFile::read(options_.input);
+    if (result_.kind == InputKind::kPatches)
+        fitKnown(file);
+    else
+        fitScattered(file);
+    measure(result_);
+    clock_.lap("measure");
+    write();
+    summarise();
+}
+
+int runProgram(int argc, char** argv) {
+    try {
+        const Options options = parseOptions(argc, argv);
+        if (options.done) return 0;
+        watchInterrupt();
+        Run run(options);
+        run();
+        return 0;
+    } catch (const Failure& failure) {
+        std::fprintf(stderr, "kelvofit: %s\n", failure.what());
+    } catch (const std::bad_alloc&) {
+        std::fprintf(stderr, "kelvofit: not enough memory\n");
+    } catch (const std::exception& failure) {
+        std::fprintf(stderr, "kelvofit: %s\n", failure.what());
+    }
+    return 2;
+}
+
+}  // namespace
+}  // namespace kelvo::fit
+
+int main(int argc, char** argv) {
+    return kelvo::fit::runProgram(argc, argv);
+}

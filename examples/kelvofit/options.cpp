@@ -1,0 +1,171 @@
+#include "options.h"
+
+#include <KelvoBase/modelling_tolerances.h>
+#include <getopt.h>
+
+#include <charconv>
+#include <cmath>
+#include <cstdio>
+#include <filesystem>
+#include <limits>
+
+#include "failure.h"
+#include "readers.h"
+
+namespace kelvo::fit {
+namespace {
+
+constexpr char kHelp[] =
+    R"(kelvofit [options] INPUT
+
+Fits smooth spline surfaces to points and shows how well they fit.
+
+INPUT  FILE.patches        Bezier patches: sampled, fitted again, compared with the known ones
+       FILE.xyz .obj .ply  at least 16 scattered points: one surface over their best plane
+
+  -o, --out DIR        where the results go (default: INPUT's name with -fit, in this directory)
+  -t, --tolerance D    largest deviation wanted, in units of the input (default: 1/1000 of the
+                       diagonal of the bounding box)
+  -s, --max-spans N    most spans in each direction, 1 to %d (default: 30)
+  -a, --axis x|y|z     look along this axis instead of across the best plane
+  -n, --noise SIGMA    blur the points by this standard deviation, in units of the input
+      --seed N         of the noise (default: 1)
+      --samples N      a patch is sampled at N x N points, 4 to 100 (default: 10)
+  -u, --unit NAME      unit of the input, for the labels of the picture
+  -q, --quiet          no progress
+  -h, --help           this text
+      --version        the version
+
+Results in DIR: surface.obj (mesh with normals), net.obj (control net), report.json, fit.svg.
+Escape or Ctrl-C stops after the running iteration and keeps the best fit so far.
+Exit code: 0 results written, 2 not (a sentence on stderr says why).
+)";
+
+enum LongOnly { kSeed = 256, kSamples, kVersion };
+
+constexpr option kLong[] = {{"out", required_argument, nullptr, 'o'},
+                            {"tolerance", required_argument, nullptr, 't'},
+                            {"max-spans", required_argument, nullptr, 's'},
+                            {"axis", required_argument, nullptr, 'a'},
+                            {"noise", required_argument, nullptr, 'n'},
+                            {"seed", required_argument, nullptr, kSeed},
+                            {"samples", required_argument, nullptr, kSamples},
+                            {"unit", required_argument, nullptr, 'u'},
+                            {"quiet", no_argument, nullptr, 'q'},
+                            {"help", no_argument, nullptr, 'h'},
+                            {"version", no_argument, nullptr, kVersion},
+                            {}};
+
+double real(const char* option, const char* text, bool zeroToo) {
+    const std::optional<double> value = parseNumber(text);
+    if (!value || !std::isfinite(*value) || *value < 0 || (*value == 0 && !zeroToo))
+        throw Failure(std::string(option) + ": " + quoted(text) + " is not a " +
+                      (zeroToo ? "number of 0 or more" : "number above 0"));
+    return *value;
+}
+
+std::uint64_t whole(const char* option, const char* text, std::uint64_t least, std::uint64_t most) {
+    const std::string_view view(text);
+    std::uint64_t value = 0;
+    const auto [stop, error] = std::from_chars(view.data(), view.data() + view.size(), value);
+    if (error != std::errc() || stop != view.data() + view.size() || value < least || value > most)
+        throw Failure(std::string(option) + ": " + quoted(text) + " is not a whole number from " +
+                      std::to_string(least) + " to " + std::to_string(most));
+    return value;
+}
+
+char axis(const char* text) {
+    const std::string_view view(text);
+    if (view == "x" || view == "y" || view == "z") return view[0];
+    throw Failure("--axis: " + quoted(text) + " is not x, y or z");
+}
+
+/// Which of the options that not every kind of input knows have been given.
+struct Given {
+    bool samples = false, maxSpans = false, axis = false;
+};
+
+void apply(int code, const char* text, Options& options, Given& given) {
+    constexpr auto kAny = std::numeric_limits<std::uint64_t>::max();
+    switch (code) {
+        case 'o':
+            options.out = text;
+            break;
+        case 't':
+            options.tolerance = real("--tolerance", text, false);
+            break;
+        case 's':
+            options.maxSpans = static_cast<int>(
+                whole("--max-spans", text, 1, static_cast<std::uint64_t>(get_max_surf_spans())));
+            given.maxSpans = true;
+            break;
+        case 'a':
+            options.axis = axis(text);
+            given.axis = true;
+            break;
+        case 'n':
+            options.noise = real("--noise", text, true);
+            break;
+        case kSeed:
+            options.seed = whole("--seed", text, 0, kAny);
+            break;
+        case kSamples:
+            options.samples = static_cast<int>(whole("--samples", text, 4, 100));
+            given.samples = true;
+            break;
+        case 'u':
+            options.unit = text;
+            break;
+        case 'q':
+            options.quiet = true;
+            break;
+        default:
+            throw Failure("see kelvofit --help");  // getopt has said what is wrong
+    }
+}
+
+void check(const Options& options, const Given& given) {
+    const bool patches = inputKind(options.input) == InputKind::kPatches;
+    if (given.samples && !patches) throw Failure("--samples is of use with .patches only");
+    if ((given.axis || given.maxSpans) && patches)
+        throw Failure(std::string(given.axis ? "--axis" : "--max-spans") +
+                      " is of no use with .patches");
+}
+
+std::string unknownOption(char** argv) {
+    const std::string text = optopt > 0 && optopt < 256
+                                 ? std::string("-") + static_cast<char>(optopt)
+                                 : std::string(argv[optind - 1]);
+    return text;
+}
+
+}  // namespace
+
+Options parseOptions(int argc, char** argv) {
+    Options options;
+    Given given;
+    opterr = 0;  // one sentence, ours
+    for (int code; (code = getopt_long(argc, argv, ":o:t:s:a:n:u:qh", kLong, nullptr)) != -1;) {
+        if (code == 'h' || code == kVersion) {
+            if (code == 'h')
+                std::printf(kHelp, get_max_surf_spans());
+            else
+                std::printf("kelvofit %s\n", KELVOFIT_VERSION);
+            options.done = true;
+            return options;
+        }
+        if (code == ':') throw Failure(std::string(argv[optind - 1]) + " needs a value");
+        if (code == '?')
+            throw Failure("unknown option " + unknownOption(argv) + "; see kelvofit --help");
+        apply(code, optarg, options, given);
+    }
+    if (optind == argc) throw Failure("no input given; see kelvofit --help");
+    if (optind + 1 < argc) throw Failure("more than one input given: " + quoted(argv[optind + 1]));
+    options.input = argv[optind];
+    check(options, given);
+    if (options.out.empty())
+        options.out = std::filesystem::path(options.input).stem().string() + "-fit";
+    return options;
+}
+
+}  // namespace kelvo::fit

@@ -1,0 +1,27 @@
+// The command line.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace kelvo::fit {
+
+struct Options {
+    std::string input;
+    std::string out;       // directory; by default named after the input
+    double tolerance = 0;  // units of the input; 0: a thousandth of the diagonal
+    int maxSpans = 30;     // in each direction
+    char axis = '\0';      // x, y, z, or none: the best plane
+    double noise = 0;      // standard deviation in each coordinate, units of the input
+    std::uint64_t seed = 1;
+    int samples = 10;  // in each direction of a patch
+    std::string unit;  // of the input, for labels only
+    bool quiet = false;
+    bool done = false;  // --help or --version has been answered
+};
+
+/// Throws Failure for a command line that makes no sense. Prints the answer to --help and
+/// --version.
+Options parseOptions(int argc, char** argv);
+
+}  // namespace kelvo::fit

@@ -1,0 +1,43 @@
+// Refinement: more spans until the fit is good enough or more spans do not help.
+#pragma once
+
+#include <functional>
+
+#include "spline_fit.h"
+
+namespace kelvo::fit {
+
+enum class StopReason { kTolerance, kSpanLimit, kNoImprovement, kUser };
+
+struct RefineSettings {
+    double tolerance = 0;  // largest deviation that is good enough, units of the input
+    int maxSpans = 30;     // in each direction
+};
+
+/// One fit that was made and taken.
+struct RefineStep {
+    int uSpans, vSpans;
+    double largest, rms;
+};
+
+struct Refinement {
+    SplineFit best;
+    StopReason reason = StopReason::kTolerance;
+    std::vector<RefineStep> steps;
+    int fits = 0;  // made in all, those that were tried and dropped included
+};
+
+/// More steps than a refinement up to maxSpans can take.
+int mostSteps(int maxSpans);
+
+/// Called after every step; true stops the refinement with what there is.
+using StepReport = std::function<bool(int step, const SplineFit& fit)>;
+
+/// Starts with one span in each direction. A step adds about half as many spans in the direction,
+/// or both, where that lowers the noise estimate most. A step counts as a help when it lowers the
+/// noise estimate by a twentieth or the largest deviation by a fifth. When no step does, larger
+/// ones are tried (waves shorter than a span show only then) before refining is given up. Fits
+/// with more unknowns than four fifths of the points are not taken: they would follow the noise.
+Refinement refine(const Cloud& cloud, const RefineSettings& settings, const StepReport& report);
+
+}  // namespace kelvo::fit

@@ -1,0 +1,208 @@
+#include "spline_fit.h"
+
+#include "banded_least_squares.h"
+
+namespace kelvo::fit {
+namespace {
+
+// All weights are relative to the support of an ordinary coefficient: the root of the sum of its
+// function's squares over the points.
+constexpr double kFreeTolerance = 1e-7;  // diagonal of R at which a column counts as dependent
+constexpr double kWeakSupport = 0.05;    // support below which fairness helps
+constexpr double kFairness = 0.02;       // weight of a bend of the net at a free coefficient
+constexpr double kAnchor = 1e-7;         // weight that keeps the net at the plane if nothing else
+
+/// The system of one fit. Blocks run along the direction with more spans, so that they are small.
+/// Unknowns are the distances of the control points from where the flat rectangle has them: flat
+/// is what nothing pulls at.
+class Assembly {
+  public:
+    Assembly(const Cloud& cloud, int uSpans, int vSpans)
+        : cloud_(cloud),
+          turned_(vSpans > uSpans),
+          along_(turned_ ? vSpans : uSpans),
+          across_(turned_ ? uSpans : vSpans) {
+        sortByWindow();
+        measureSupport();
+    }
+
+    /// Least squares alone.
+    void solvePlain(SplineFit& fit);
+    /// Again, with fairness where coefficients are free or weak. Returns how many are.
+    int solveFair(SplineFit& fit);
+    bool needsFairness() const;
+
+  private:
+    double share(int c) const { return help_[static_cast<std::size_t>(c)]; }
+    double& coefficient(double* row, int window, int i, int j) const {
+        return row[(i - window) * across_.size() + j];
+    }
+    double alongOf(const CloudPoint& p) const { return turned_ ? p.v : p.u; }
+    double acrossOf(const CloudPoint& p) const { return turned_ ? p.u : p.v; }
+
+    void sortByWindow();
+    void measureSupport();
+    void addPoints(BandedLeastSquares& system, int window) const;
+    void addFairness(BandedLeastSquares& system, int window) const;
+    void addBend(BandedLeastSquares& system, int window, int i, int j, bool alongIt) const;
+    void rateColumns(const std::vector<int>& freeColumns);
+    void store(const std::vector<double>& solution, SplineFit& fit) const;
+
+    const Cloud& cloud_;
+    bool turned_;
+    CubicAxis along_, across_;
+    std::vector<std::vector<int>> inWindow_;  // points
+    std::vector<double> support_;             // sum of squares, for each column
+    double ordinary_ = 1;                     // support of an ordinary column
+    std::vector<double> help_;                // fairness that a column needs, 0 .. 1
+    int weak_ = 0;
+};
+
+void Assembly::sortByWindow() {
+    inWindow_.resize(static_cast<std::size_t>(along_.spans()));
+    for (std::size_t k = 0; k < cloud_.points.size(); ++k) {
+        const int window = along_.spanOf(alongOf(cloud_.points[k]));
+        inWindow_[static_cast<std::size_t>(window)].push_back(static_cast<int>(k));
+    }
+}
+
+void Assembly::measureSupport() {
+    const int rows = across_.size();
+    support_.assign(static_cast<std::size_t>(along_.size() * rows), 0.0);
+    for (const CloudPoint& p : cloud_.points) {
+        const Basis a = along_.basis(alongOf(p)), b = across_.basis(acrossOf(p));
+        for (int i = 0; i < 4; ++i)
+            for (int j = 0; j < 4; ++j) {
+                const double x =
+                    a.value[static_cast<std::size_t>(i)] * b.value[static_cast<std::size_t>(j)];
+                support_[static_cast<std::size_t>((a.span + i) * rows + b.span + j)] += x * x;
+            }
+    }
+    std::vector<double> sorted;
+    for (double s : support_)
+        if (s > 0) sorted.push_back(s);
+    std::nth_element(sorted.begin(),
+                     sorted.begin() + static_cast<std::ptrdiff_t>(sorted.size() / 2), sorted.end());
+    ordinary_ = sorted[sorted.size() / 2];
+    help_.assign(support_.size(), 0.0);
+}
+
+void Assembly::addPoints(BandedLeastSquares& system, int window) const {
+    for (int k : inWindow_[static_cast<std::size_t>(window)]) {
+        const CloudPoint& p = cloud_.points[static_cast<std::size_t>(k)];
+        const Basis a = along_.basis(alongOf(p)), b = across_.basis(acrossOf(p));
+        double* row = system.newRow(window);
+        for (int i = 0; i < 4; ++i)
+            for (int j = 0; j < 4; ++j)
+                coefficient(row, window, window + i, b.span + j) =
+                    a.value[static_cast<std::size_t>(i)] * b.value[static_cast<std::size_t>(j)];
+        const Vec3 off = p.at - cloud_.frame.at(p.u, p.v);
+        for (int side = 0; side < 3; ++side)
+            row[BandedLeastSquares::kBand * across_.size() + side] = off[side] / cloud_.diagonal;
+    }
+}
+
+// A row that asks for no bend of the net at the coefficient (i, j), along the blocks or across.
+void Assembly::addBend(BandedLeastSquares& system, int window, int i, int j, bool alongIt) const {
+    const CubicAxis& axis = alongIt ? along_ : across_;
+    const int at = alongIt ? i : j, size = across_.size();
+    if (at < 1 || at + 1 >= axis.size()) return;
+    const int step = alongIt ? size : 1, column = i * size + j;
+    const double help = std::max({share(column - step), share(column), share(column + step)});
+    if (help == 0) return;
+    // Spacing differs at the ends; a net that is evenly sloped does not bend.
+    const double before = axis.greville(at) - axis.greville(at - 1);
+    const double after = axis.greville(at + 1) - axis.greville(at);
+    const double weight = kFairness * help * std::sqrt(ordinary_) * 2 / (before + after);
+    double* row = system.newRow(window);
+    const int di = alongIt ? 1 : 0, dj = alongIt ? 0 : 1;
+    coefficient(row, window, i - di, j - dj) = weight * after;
+    coefficient(row, window, i, j) = -weight * (before + after);
+    coefficient(row, window, i + di, j + dj) = weight * before;
+}
+
+// The fairness rows that start in the first block of `window`; in the last window, all others too.
+void Assembly::addFairness(BandedLeastSquares& system, int window) const {
+    const int last = along_.spans() - 1;
+    const int end = window == last ? along_.size() : window + 1;
+    for (int i = window; i < end; ++i)
+        for (int j = 0; j < across_.size(); ++j) {
+            if (i + 1 < along_.size()) addBend(system, window, i + 1, j, true);
+            addBend(system, window, i, j, false);
+            if (share(i * across_.size() + j) > 0)
+                coefficient(system.newRow(window), window, i, j) = kAnchor * std::sqrt(ordinary_);
+        }
+}
+
+void Assembly::rateColumns(const std::vector<int>& freeColumns) {
+    for (int c : freeColumns) help_[static_cast<std::size_t>(c)] = 1;
+    weak_ = 0;
+    for (std::size_t c = 0; c < help_.size(); ++c) {
+        const double lack = 1 - support_[c] / (kWeakSupport * ordinary_);
+        help_[c] = std::max(help_[c], lack);
+        if (help_[c] > 0) ++weak_;
+    }
+}
+
+bool Assembly::needsFairness() const {
+    return weak_ > 0;
+}
+
+void Assembly::store(const std::vector<double>& solution, SplineFit& fit) const {
+    for (int i = 0; i < along_.size(); ++i)
+        for (int j = 0; j < across_.size(); ++j) {
+            const int iu = turned_ ? j : i, iv = turned_ ? i : j;
+            const double* c = solution.data() + 3 * (i * across_.size() + j);
+            const Vec3 flat =
+                cloud_.frame.at(fit.surface.u().greville(iu), fit.surface.v().greville(iv));
+            fit.surface.setControl(iu, iv, flat + cloud_.diagonal * Vec3{c[0], c[1], c[2]});
+        }
+}
+
+void Assembly::solvePlain(SplineFit& fit) {
+    BandedLeastSquares system(along_.size(), across_.size(), kFreeTolerance * std::sqrt(ordinary_));
+    for (int window = 0; window < along_.spans(); ++window) addPoints(system, window);
+    system.finish();
+    fit.rank = system.rank();
+    fit.freeColumns = static_cast<int>(system.freeColumns().size());
+    rateColumns(system.freeColumns());
+    if (!needsFairness()) store(system.solve(), fit);
+}
+
+int Assembly::solveFair(SplineFit& fit) {
+    BandedLeastSquares system(along_.size(), across_.size(), 0.0);
+    for (int window = 0; window < along_.spans(); ++window) {
+        addPoints(system, window);
+        addFairness(system, window);
+    }
+    system.finish();
+    store(system.solve(), fit);
+    return weak_;
+}
+
+void measure(const Cloud& cloud, SplineFit& fit) {
+    double sum = 0;
+    for (const CloudPoint& p : cloud.points) {
+        const double d = length(p.at - fit.surface.evaluate(p.u, p.v).at) / cloud.diagonal;
+        sum += d * d;
+        if (d > fit.deviation.largest) fit.deviation = {d, 0, p.u, p.v};
+    }
+    const double count = static_cast<double>(cloud.points.size());
+    fit.deviation.largest *= cloud.diagonal;
+    fit.deviation.rms = cloud.diagonal * std::sqrt(sum / count);
+    fit.noise = cloud.diagonal * std::sqrt(sum / std::max(count - fit.rank, 1.0));
+}
+
+}  // namespace
+
+SplineFit fitSpline(const Cloud& cloud, int uSpans, int vSpans) {
+    SplineFit fit;
+    fit.surface = SplineSurface(uSpans, vSpans);
+    Assembly assembly(cloud, uSpans, vSpans);
+    assembly.solvePlain(fit);
+    if (assembly.needsFairness()) fit.weakColumns = assembly.solveFair(fit);
+    measure(cloud, fit);
+    return fit;
+}
+
+}  // namespace kelvo::fit

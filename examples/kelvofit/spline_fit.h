@@ -1,0 +1,30 @@
+// One least-squares fit of a spline surface with given spans to a cloud.
+#pragma once
+
+#include "cloud.h"
+#include "spline.h"
+
+namespace kelvo::fit {
+
+/// How far points are from a surface, in units of the input.
+struct Deviation {
+    double largest = 0;
+    double rms = 0;
+    double u = 0, v = 0;  // where the largest is
+};
+
+struct SplineFit {
+    SplineSurface surface;
+    int rank = 0;         // of the least-squares matrix
+    int freeColumns = 0;  // coefficients that the points leave open
+    int weakColumns = 0;  // coefficients that fairness had to help, the free ones included
+    Deviation deviation;  // at the parameters of the points
+    double noise = 0;     // rms with the degrees of freedom that the fit has used up taken off
+};
+
+/// Fits uSpans x vSpans spans. Coefficients that no point supports, or hardly any, are chosen so
+/// that the net bends as little as possible there; all others are those of plain least squares as
+/// long as there is none of these.
+SplineFit fitSpline(const Cloud& cloud, int uSpans, int vSpans);
+
+}  // namespace kelvo::fit

@@ -1,0 +1,97 @@
+// Matrices to factor and the measures that the factorizations are judged by.
+#pragma once
+
+#include <algorithm>
+#include <cmath>
+#include <initializer_list>
+#include <random>
+
+#include "KelvoBase/gen_mat.h"
+#include "KelvoBase/vec.h"
+
+namespace kelvo::test {
+
+inline constexpr double kEps = 2.220446049250313e-16;
+
+/// Written row by row, as on paper.
+inline DoubleGenMat matrixOf(unsigned rows, unsigned cols, std::initializer_list<double> values) {
+    DoubleGenMat m(rows, cols);
+    int at = 0;
+    for (double value : values) {
+        m.set(at / static_cast<int>(cols), at % static_cast<int>(cols), value);
+        ++at;
+    }
+    return m;
+}
+
+inline DoubleVec vectorOf(std::initializer_list<double> values) {
+    return DoubleVec(values.begin(), static_cast<unsigned>(values.size()));
+}
+
+/// Elements between -1 and 1, the same for every run.
+inline DoubleGenMat randomMatrix(unsigned rows, unsigned cols, unsigned seed = 1) {
+    std::mt19937 generator(1000003 * seed + 1009 * rows + cols);
+    std::uniform_real_distribution<double> element(-1, 1);
+    DoubleGenMat m(rows, cols);
+    for (int j = 0; j < static_cast<int>(cols); ++j) {
+        for (int i = 0; i < static_cast<int>(rows); ++i) m.set(i, j, element(generator));
+    }
+    return m;
+}
+
+inline DoubleVec randomVector(unsigned n, unsigned seed = 1) {
+    return randomMatrix(n, 1, seed).dataVec();
+}
+
+/// A matrix of that rank, its dependent columns anywhere.
+inline DoubleGenMat matrixOfRank(unsigned rows, unsigned cols, unsigned rank, unsigned seed = 1) {
+    return product(randomMatrix(rows, rank, seed), randomMatrix(rank, cols, seed + 1));
+}
+
+inline DoubleGenMat identityMatrix(unsigned n) {
+    DoubleGenMat m(n, n, 0.0);
+    m.diagonal(0) = 1.0;
+    return m;
+}
+
+/// Largest absolute value; not a number when an element is; 0 for an empty one.
+inline double largest(const DoubleGenMat& m) {
+    double most = 0;
+    for (int j = 0; j < static_cast<int>(m.cols()); ++j) {
+        for (int i = 0; i < static_cast<int>(m.rows()); ++i) {
+            const double size = std::abs(m.val(i, j));
+            if (!(size <= most) && !std::isnan(most)) most = size;
+        }
+    }
+    return most;
+}
+
+inline double largest(const DoubleVec& v) {
+    return largest(DoubleGenMat(v, v.length(), 1));
+}
+
+/// How far the columns are from orthonormal.
+inline double defectOf(const DoubleGenMat& q) {
+    return largest(transposeProduct(q, q) - identityMatrix(q.cols()));
+}
+
+/// Product of reflections I - 2 v v' / v'v: orthogonal by construction.
+inline DoubleGenMat orthogonalMatrix(unsigned n, unsigned seed) {
+    DoubleGenMat q = identityMatrix(n);
+    for (unsigned k = 0; k < 3 && n > 0; ++k) {
+        const DoubleVec v = randomVector(n, seed + k);
+        const DoubleVec row = product(v, q) * (2 / dot(v, v));
+        for (int j = 0; j < static_cast<int>(n); ++j) q.col(j) -= v * row(j);
+    }
+    return q;
+}
+
+/// A matrix with these singular values.
+inline DoubleGenMat matrixWithSingularValues(unsigned rows, unsigned cols, const DoubleVec& s,
+                                             unsigned seed = 1) {
+    DoubleGenMat middle(rows, cols, 0.0);
+    middle.diagonal(0) = s;
+    return product(product(orthogonalMatrix(rows, seed), middle), orthogonalMatrix(cols, seed + 7));
+}
+
+}  // namespace kelvo::test
