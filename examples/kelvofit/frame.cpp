@@ -106,12 +106,18 @@ void bestPlane(const std::vector<Vec3>& points, const Vec3& mean, const DoubleGe
 
 }  // namespace
 
+void checkSize(double diagonal, const std::string& file) {
+    // Squares and products of lengths must neither overflow nor vanish.
+    constexpr double kLargest = 1e100;
+    if (diagonal == 0) failAt({file}, "all points coincide");
+    if (!(diagonal < kLargest)) failAt({file}, "the points lie too far apart to compute with");
+    if (!(diagonal > 1 / kLargest)) failAt({file}, "the points lie too close to compute with");
+}
+
 Frame frameOf(const std::vector<Vec3>& points, char axis, const std::string& file) {
     const Vec3 mean = meanOf(points);
     const double size = boxOf(points).diagonal();
-    if (!std::isfinite(size) || !std::isfinite(length(mean)))
-        failAt({file}, "the points lie too far apart to be computed with");
-    if (!(size > 0)) failAt({file}, "all points coincide");
+    checkSize(size, file);
     DoubleGenMat centred(static_cast<unsigned>(points.size()), 3);
     for (std::size_t i = 0; i < points.size(); ++i)
         for (int k = 0; k < 3; ++k) centred(static_cast<int>(i), k) = (points[i] - mean)[k] / size;

@@ -21,6 +21,9 @@ struct Frame {
     double v(const Vec3& p) const { return dot(p - origin, vAxis) / vLength; }
 };
 
+/// Throws Failure, naming `file`, unless points with this diagonal can be computed with.
+void checkSize(double diagonal, const std::string& file);
+
 /// `axis` '\0': the plane of best fit (singular vectors of the centred points) with the smallest
 /// rectangle around the points; 'x', 'y' or 'z': the plane across that axis. Throws Failure, naming
 /// `file`, when the points coincide, lie on one line, or do so as seen along the axis.

@@ -72,8 +72,7 @@ bool Run::stepDone(int step, int most, const MeasuredPoint& worst, double larges
 void Run::fitKnown(TextFile& file) {
     const PatchModel model = readPatches(file);
     result_.box = boxOf(model.points);
-    if (!std::isfinite(result_.box.diagonal()))
-        file.failFile("the points lie too far apart to be computed with");
+    checkSize(result_.box.diagonal(), options_.input);
     setTolerance();
     clock_.lap("read");
     Noise noise(options_.noise, options_.seed);
@@ -136,10 +135,9 @@ void Run::summarise() const {
     if (result_.scattered && result_.scattered->folds.found()) {
         const Folds& folds = result_.scattered->folds;
         std::fprintf(stderr,
-                     "kelvofit: %s: warning: the points fold over the plane: %s%% of them have "
-                     "others up to %s above or below; the surface runs between\n",
-                     options_.input.c_str(), rounded(100 * folds.share, 2).c_str(),
-                     rounded(folds.height, 3).c_str());
+                     "kelvofit: %s: warning: the points fold over the plane: %.1f%% of them "
+                     "have others up to %s above or below; the surface runs between\n",
+                     options_.input.c_str(), 100 * folds.share, rounded(folds.height, 3).c_str());
     }
     if (options_.quiet) return;
     std::printf("%s: %zu points, largest deviation %s, RMS %s, %s\n", options_.input.c_str(),

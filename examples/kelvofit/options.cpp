@@ -58,7 +58,8 @@ constexpr option kLong[] = {{"out", required_argument, nullptr, 'o'},
 
 double real(const char* option, const char* text, bool zeroToo) {
     const std::optional<double> value = parseNumber(text);
-    if (!value || !std::isfinite(*value) || *value < 0 || (*value == 0 && !zeroToo))
+    constexpr double kMost = 1e100;  // squares must not overflow
+    if (!value || !(*value >= 0 && *value <= kMost) || (*value == 0 && !zeroToo))
         throw Failure(std::string(option) + ": " + quoted(text) + " is not a " +
                       (zeroToo ? "number of 0 or more" : "number above 0"));
     return *value;

@@ -16,6 +16,11 @@ struct Element {
     std::size_t count = 0;
     std::vector<Property> properties;
 
+    bool hasList() const {
+        for (const Property& p : properties)
+            if (p.isList) return true;
+        return false;
+    }
     /// The place of a property among the words of a line, or -1. Only scalars may stand before it.
     int find(std::string_view wanted) const {
         for (std::size_t k = 0; k < properties.size(); ++k) {
@@ -95,32 +100,38 @@ void nextRow(TextFile& file, const Element& element, std::size_t row) {
     } while (file.words().empty());
 }
 
+std::vector<Vec3> readVertices(TextFile& file, const Element& element, const int (&at)[3]) {
+    std::vector<Vec3> points;
+    const std::size_t values = element.properties.size();
+    for (std::size_t row = 0; row < element.count; ++row) {
+        nextRow(file, element, row);
+        const std::vector<Word>& words = file.words();
+        if (words.size() < values)
+            file.failLine("the vertex has only " + std::to_string(words.size()) + " of its " +
+                          std::to_string(values) + " values");
+        if (words.size() > values && !element.hasList())
+            file.fail(words[values],
+                      "the vertex has more than its " + std::to_string(values) + " values");
+        double xyz[3];
+        for (int k = 0; k < 3; ++k) xyz[k] = file.number(words[static_cast<std::size_t>(at[k])]);
+        points.push_back({xyz[0], xyz[1], xyz[2]});
+    }
+    return points;
+}
+
 }  // namespace
 
 std::vector<Vec3> readPly(TextFile& file) {
     const std::vector<Element> elements = readHeader(file);
     for (const Element& element : elements) {
         if (element.name != "vertex") {
+            if (element.properties.empty()) continue;  // takes no lines
             for (std::size_t row = 0; row < element.count; ++row) nextRow(file, element, row);
             continue;
         }
         const int at[3] = {element.find("x"), element.find("y"), element.find("z")};
         if (at[0] < 0 || at[1] < 0 || at[2] < 0) file.failFile("its vertices have no x, y and z");
-        std::vector<Vec3> points;
-        for (std::size_t row = 0; row < element.count; ++row) {
-            nextRow(file, element, row);
-            double xyz[3];
-            for (int k = 0; k < 3; ++k) {
-                const auto column = static_cast<std::size_t>(at[k]);
-                if (column >= file.words().size())
-                    file.failLine("the vertex has only " + std::to_string(file.words().size()) +
-                                  " of its " + std::to_string(element.properties.size()) +
-                                  " values");
-                xyz[k] = file.number(file.words()[column]);
-            }
-            points.push_back({xyz[0], xyz[1], xyz[2]});
-        }
-        return points;
+        return readVertices(file, element, at);
     }
     file.failFile("has no elements \"vertex\"");
 }
