@@ -37,8 +37,8 @@ GenMatBody<Mat, Vec, T, Pick>::GenMatBody(const Vec& data, unsigned rows, unsign
 template <class Mat, class Vec, class T, class Pick>
 Vec GenMatBody<Mat, Vec, T, Pick>::strided(std::int64_t start, unsigned n, unsigned step) const {
     const std::int64_t stride = std::int64_t{step} * this->data_.stride();
-    return VecAccess::view(this->data_, const_cast<T*>(this->cell(start)), n,
-                           static_cast<int>(stride));
+    T* const begin = const_cast<T*>(this->cell(n > 0 ? start : 0));
+    return VecAccess::view(this->data_, begin, n, static_cast<int>(stride));
 }
 
 template <class Mat, class Vec, class T, class Pick>

@@ -53,4 +53,15 @@ void gemvTransposed(std::size_t m, std::size_t n, const int* a, std::size_t lda,
     gemm(kernels::Form::kTransposed, kernels::Form::kPlain, n, 1, m, a, lda, x, m, y, n);
 }
 
+void transpose(std::size_t m, std::size_t n, const int* a, std::size_t lda, int* b,
+               std::size_t ldb) {
+    // Strips one cache line wide, so that lines of the result stay until they are full.
+    constexpr std::size_t kAcross = 64 / sizeof(int);
+    for (std::size_t j0 = 0; j0 < n; j0 += kAcross) {
+        const std::size_t j1 = j0 + kAcross < n ? j0 + kAcross : n;
+        for (std::size_t i = 0; i < m; ++i)
+            for (std::size_t j = j0; j < j1; ++j) b[j + i * ldb] = a[i + j * lda];
+    }
+}
+
 }  // namespace kelvo::linalg::ints

@@ -13,5 +13,7 @@ void gemm(kernels::Form formA, kernels::Form formB, std::size_t m, std::size_t n
 void gemv(std::size_t m, std::size_t n, const int* a, std::size_t lda, const int* x, int* y);
 void gemvTransposed(std::size_t m, std::size_t n, const int* a, std::size_t lda, const int* x,
                     int* y);
+void transpose(std::size_t m, std::size_t n, const int* a, std::size_t lda, int* b,
+               std::size_t ldb);
 
 }  // namespace kelvo::linalg::ints

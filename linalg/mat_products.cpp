@@ -17,16 +17,22 @@ namespace {
 using ints::gemm;
 using ints::gemv;
 using ints::gemvTransposed;
+using ints::transpose;
 using kernels::Form;
 using kernels::gemv;
 using kernels::gemvTransposed;
+using kernels::transpose;
 
 // With scratch for packing; without memory it only takes longer.
 void gemm(Form formA, Form formB, std::size_t m, std::size_t n, std::size_t k, const double* a,
           std::size_t lda, const double* b, std::size_t ldb, double* c, std::size_t ldc) {
-    const std::size_t size = kernels::gemmWork(m, n, k);
-    const std::unique_ptr<double[]> work(size > 0 ? new (std::nothrow) double[size] : nullptr);
-    kernels::gemm(formA, formB, m, n, k, a, lda, b, ldb, c, ldc, work.get());
+    const std::size_t size = kernels::gemmWork(formA, m, n, k);
+    constexpr std::size_t kOnStack = 256;
+    double local[kOnStack];
+    const std::unique_ptr<double[]> heap(size > kOnStack ? new (std::nothrow) double[size]
+                                                         : nullptr);
+    kernels::gemm(formA, formB, m, n, k, a, lda, b, ldb, c, ldc,
+                  size > kOnStack ? heap.get() : local);
 }
 
 template <class Mat>
@@ -37,7 +43,7 @@ Mat transposed(const Mat& m) {
     const auto from = compact(MatAccess::data(m));
     VecOf<Mat> to = newElements<VecOf<Mat>>(from.length());
     if (areContiguous(from, to))
-        kernels::transpose(m.rows(), m.cols(), from.data(), m.rows(), to.data(), m.cols());
+        transpose(m.rows(), m.cols(), from.data(), m.rows(), to.data(), m.cols());
     return Mat(to, m.cols(), m.rows());
 }
 

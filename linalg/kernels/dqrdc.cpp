@@ -88,7 +88,8 @@ void reduceColumn(const Task& t, int l) {
 }  // namespace
 
 void dqrdc(double* x, int ldx, int n, int p, double* qraux, int* jpvt, double* work, int job) {
-    Task t = {x, ldx, n, p, qraux, job != 0 ? jpvt : nullptr, work};
+    // Without rows x may be null, and no step along it may be made.
+    Task t = {x, n > 0 ? ldx : 0, n, p, qraux, job != 0 ? jpvt : nullptr, work};
     if (t.jpvt) arrangeColumns(t);
     std::fill_n(qraux, p, 0.0);
     for (int j = t.freeBegin; j < t.freeEnd; ++j) qraux[j] = work[j] = nrm2(n, t.column(j));

@@ -22,14 +22,13 @@ namespace kelvo::kernels {
 /// job    decimal digits. Tens (of job modulo 100): 0 no left vectors, 1 all n of them, 2 or more
 ///        the first min(n, p). Units: 0 no right vectors, otherwise all p.
 ///
-/// Every input ends: a singular value gets at most 30 + 2 m QR steps (m = min(n + 1, p); the
-/// published 30 are too few for values that decay smoothly into rounding noise), and the passes
-/// that split off zeros, which are not QR steps, are bounded as well (by twice the remaining
-/// order). When X contains a not-a-number or an infinity, everything asked for is returned as
-/// not-a-number, with info = min(n, p). A matrix whose largest entry lies below 2^-900 or above
-/// 2^960 is scaled by a power of two for the work and back at the end, so that it neither overflows
-/// nor loses digits on the way; a singular value that is itself beyond the largest double comes
-/// back infinite.
+/// Every input ends: a singular value gets at most 30 + 2 m QR steps (m = min(n + 1, p); the published
+/// 30 are too few for values that decay smoothly into rounding noise), and every other pass sets an
+/// entry of the super-diagonal to 0 for good. When X contains a not-a-number or an infinity,
+/// everything asked for is returned as not-a-number, with info = min(n, p). A matrix whose largest
+/// entry lies below 2^-900 or above 2^960 is scaled by a power of two for the work and back at the
+/// end, so that it neither overflows nor loses digits on the way; a singular value that is itself
+/// beyond the largest double comes back infinite.
 int dsvdc(double* x, int ldx, int n, int p, double* s, double* e, double* u, int ldu, double* v,
           int ldv, double* work, int job);
 

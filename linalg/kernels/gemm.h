@@ -17,15 +17,15 @@ enum class Form { kPlain, kTransposed };
 /// Terms that gemm adds before it stores.
 constexpr std::size_t kGemmDepth = 256;
 
-/// Number of doubles of scratch that gemm can use for such a product; 0 for a small one.
-std::size_t gemmWork(std::size_t m, std::size_t n, std::size_t k);
+/// Number of doubles of scratch that gemm can use for such a product; 0 for most small ones.
+std::size_t gemmWork(Form formA, std::size_t m, std::size_t n, std::size_t k);
 
 /// C = op(A) op(B): m x n with inner dimension k.
 ///
 /// a     m x k when plain, k x m when transposed; lda >= its number of rows
 /// b     k x n when plain, n x k when transposed; ldb >= its number of rows
 /// c     m x n, ldc >= m; written only
-/// work  gemmWork(m, n, k) doubles, or null: slower
+/// work  gemmWork(formA, m, n, k) doubles, or null: slower
 void gemm(Form formA, Form formB, std::size_t m, std::size_t n, std::size_t k, const double* a,
           std::size_t lda, const double* b, std::size_t ldb, double* c, std::size_t ldc,
           double* work);
@@ -39,18 +39,7 @@ void gemvTransposed(std::size_t m, std::size_t n, const double* a, std::size_t l
                     double* y);
 
 /// B = A' for the m x n matrix A; B is n x m.
-template <class T>
-void transpose(std::size_t m, std::size_t n, const T* a, std::size_t lda, T* b, std::size_t ldb) {
-    // Squares of a few cache lines each way, so that lines of both stay until they are used up.
-    constexpr std::size_t kTile = 64 / sizeof(T);
-    for (std::size_t j0 = 0; j0 < n; j0 += kTile) {
-        const std::size_t j1 = j0 + kTile < n ? j0 + kTile : n;
-        for (std::size_t i0 = 0; i0 < m; i0 += kTile) {
-            const std::size_t i1 = i0 + kTile < m ? i0 + kTile : m;
-            for (std::size_t i = i0; i < i1; ++i)
-                for (std::size_t j = j0; j < j1; ++j) b[j + i * ldb] = a[i + j * lda];
-        }
-    }
-}
+void transpose(std::size_t m, std::size_t n, const double* a, std::size_t lda, double* b,
+               std::size_t ldb);
 
 }  // namespace kelvo::kernels

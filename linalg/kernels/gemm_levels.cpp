@@ -1,7 +1,10 @@
 // The inner parts of the matrix products, compiled once per instruction level into the namespace
 // KELVO_LEVEL. Internal linkage and no inline functions from headers, for the reason given in
-// vector_levels.cpp.
+// vector_levels.cpp; the intrinsics of the compiler leave no functions behind.
 #include <stddef.h>
+#if defined(__AVX__)
+#include <immintrin.h>
+#endif
 
 #include "linalg/kernels/gemm_table.h"
 
@@ -28,6 +31,37 @@ inline Vector& place(double* p) {
     return *reinterpret_cast<Vector*>(p);
 }
 
+// The first 1 to kWidth - 1 elements of a vector; the others are 0 and their memory is not touched.
+#if defined(__AVX512F__)
+class Part {
+  public:
+    explicit Part(size_t count) : mask_(static_cast<__mmask8>((1u << count) - 1)) {}
+    Vector load(const double* p) const { return Vector(_mm512_maskz_loadu_pd(mask_, p)); }
+    void store(double* p, const Vector& v) const { _mm512_mask_storeu_pd(p, mask_, __m512d(v)); }
+
+  private:
+    __mmask8 mask_;
+};
+#elif defined(__AVX__)
+class Part {
+  public:
+    explicit Part(size_t count)
+        : mask_(_mm256_set_epi64x(0, count > 2 ? -1 : 0, count > 1 ? -1 : 0, -1)) {}
+    Vector load(const double* p) const { return Vector(_mm256_maskload_pd(p, mask_)); }
+    void store(double* p, const Vector& v) const { _mm256_maskstore_pd(p, mask_, __m256d(v)); }
+
+  private:
+    __m256i mask_;
+};
+#else
+class Part {
+  public:
+    explicit Part(size_t) {}
+    Vector load(const double* p) const { return Vector{p[0], 0.0}; }
+    void store(double* p, const Vector& v) const { p[0] = v[0]; }
+};
+#endif
+
 // Calls op(0), ..., op(N - 1), written out: only then do arrays of vectors stay in registers.
 template <size_t N, class Op>
 inline __attribute__((always_inline)) void unrolled(Op op) {
@@ -35,121 +69,182 @@ inline __attribute__((always_inline)) void unrolled(Op op) {
     for (size_t i = 0; i < N; ++i) op(i);
 }
 
-template <size_t V, size_t N>
-void tile(size_t rows, size_t depth, const double* a, const double* b, double* c, size_t ldc,
-          bool adding) {
+// V vectors by N columns. With kCut the last vector holds only `last` rows.
+template <size_t V, size_t N, bool kCut>
+void tile(size_t last, size_t depth, const double* a, size_t aTerm, const double* b, size_t bTerm,
+          size_t bCol, double* c, size_t ldc, bool adding) {
+    const Part part(last);
+    const auto loadRow = [&](const double* p, size_t v) {
+        return kCut && v == V - 1 ? part.load(p + v * kWidth) : load(p + v * kWidth);
+    };
     Vector sums[N][V];
     unrolled<N>([&](size_t j) { unrolled<V>([&](size_t v) { sums[j][v] = Vector{}; }); });
     for (size_t p = 0; p < depth; ++p) {
         Vector terms[V];
-        unrolled<V>([&](size_t v) { terms[v] = load(a + v * kWidth); });
-        unrolled<N>(
-            [&](size_t j) { unrolled<V>([&](size_t v) { sums[j][v] += terms[v] * b[j]; }); });
-        a += V * kWidth;
-        b += N;
-    }
-    if (rows == V * kWidth) {
+        unrolled<V>([&](size_t v) { terms[v] = loadRow(a, v); });
         unrolled<N>([&](size_t j) {
-            unrolled<V>([&](size_t v) {
-                double* const target = c + j * ldc + v * kWidth;
-                place(target) = adding ? load(target) + sums[j][v] : sums[j][v];
-            });
+            const double factor = b[j * bCol];
+            unrolled<V>([&](size_t v) { sums[j][v] += terms[v] * factor; });
         });
-        return;
+        a += aTerm;
+        b += bTerm;
     }
-    double part[N * V * kWidth];  // rows that do not exist go no further than this
     unrolled<N>([&](size_t j) {
-        unrolled<V>([&](size_t v) { place(part + (j * V + v) * kWidth) = sums[j][v]; });
+        unrolled<V>([&](size_t v) {
+            double* const column = c + j * ldc;
+            const Vector sum = adding ? loadRow(column, v) + sums[j][v] : sums[j][v];
+            if (kCut && v == V - 1)
+                part.store(column + v * kWidth, sum);
+            else
+                place(column + v * kWidth) = sum;
+        });
     });
-    for (size_t j = 0; j < N; ++j) {
-        const double* const sum = part + j * V * kWidth;
-        double* const column = c + j * ldc;
-        for (size_t i = 0; i < rows; ++i) column[i] = adding ? column[i] + sum[i] : sum[i];
-    }
 }
 
-typedef void (*Tile)(size_t rows, size_t depth, const double* a, const double* b, double* c,
-                     size_t ldc, bool adding);
+typedef void (*Tile)(size_t last, size_t depth, const double* a, size_t aTerm, const double* b,
+                     size_t bTerm, size_t bCol, double* c, size_t ldc, bool adding);
 
-// Tiles of V vectors by 1 to kCols columns.
-template <size_t V>
-inline Tile tileOf(size_t cols) {
-    static const Tile kTiles[] = {
-        tile<V, 1>,
-        tile<V, 2>,
-        tile<V, 3>,
-        tile<V, 4>,
+// By the number of columns less one.
+template <size_t V, bool kCut>
+const Tile kTiles[] = {tile<V, 1, kCut>, tile<V, 2, kCut>, tile<V, 3, kCut>,
+                       tile<V, 4, kCut>,
 #if defined(__AVX512F__)
-        tile<V, 5>,
-        tile<V, 6>,
-        tile<V, 7>,
-        tile<V, 8>
+                       tile<V, 5, kCut>, tile<V, 6, kCut>, tile<V, 7, kCut>,
+                       tile<V, 8, kCut>
 #endif
-    };
-    return kTiles[cols - 1];
+};
+
+// By the number of vectors less one.
+const Tile* const kWholeTiles[] = {kTiles<1, false>, kTiles<2, false>, kTiles<kRowVectors, false>};
+const Tile* const kCutTiles[] = {kTiles<1, true>, kTiles<2, true>, kTiles<kRowVectors, true>};
+
+void anyTile(size_t rows, size_t cols, size_t depth, const double* a, size_t aTerm, const double* b,
+             size_t bTerm, size_t bCol, double* c, size_t ldc, bool adding) {
+    const size_t vectors = (rows + kWidth - 1) / kWidth;
+    const size_t last = rows - (vectors - 1) * kWidth;
+    const Tile* const tiles = (last == kWidth ? kWholeTiles : kCutTiles)[vectors - 1];
+    tiles[cols - 1](last, depth, a, aTerm, b, bTerm, bCol, c, ldc, adding);
 }
 
-void anyTile(size_t rows, size_t cols, size_t depth, const double* a, const double* b, double* c,
-             size_t ldc, bool adding) {
-    Tile chosen = tileOf<kRowVectors>(cols);
-    if (rows <= kWidth)
-        chosen = tileOf<1>(cols);
-    else if (rows <= 2 * kWidth)
-        chosen = tileOf<2>(cols);
-    chosen(rows, depth, a, b, c, ldc, adding);
-}
-
-// y += A x, four columns a turn, so that y is loaded and stored once for them.
-void gemv(size_t m, size_t n, const double* a, size_t lda, const double* x, double* y) {
-    size_t j = 0;
-    for (; j + 4 <= n; j += 4) {
-        const double* const a0 = a + j * lda;
-        const double* const a1 = a0 + lda;
-        const double* const a2 = a1 + lda;
-        const double* const a3 = a2 + lda;
-        const double x0 = x[j], x1 = x[j + 1], x2 = x[j + 2], x3 = x[j + 3];
-        size_t i = 0;
-        for (; i + kWidth <= m; i += kWidth)
-            place(y + i) +=
-                (load(a0 + i) * x0 + load(a1 + i) * x1) + (load(a2 + i) * x2 + load(a3 + i) * x3);
-        for (; i < m; ++i) y[i] += (a0[i] * x0 + a1[i] * x1) + (a2[i] * x2 + a3[i] * x3);
-    }
-    for (; j < n; ++j) {
-        const double* const column = a + j * lda;
-        size_t i = 0;
-        for (; i + kWidth <= m; i += kWidth) place(y + i) += load(column + i) * x[j];
-        for (; i < m; ++i) y[i] += column[i] * x[j];
-    }
-}
-
-inline double lanes(const Vector& v) {
-    double sum = 0.0;
-    for (size_t k = 0; k < kWidth; ++k) sum += v[k];
-    return sum;
-}
-
-// y += A' x, N columns a turn, so that x is loaded once for them.
+// y += the sum of N columns times x(0), ..., x(N - 1): y is loaded and stored once for them.
 template <size_t N>
-inline void dots(size_t m, const double* a, size_t lda, const double* x, double* y) {
-    Vector sums[N] = {};
+inline void addColumns(size_t m, const double* a, size_t lda, const double* x, double* y) {
+    const auto sum = [&](Vector y0, auto column) {
+        Vector s0 = y0, s1 = {};
+        unrolled<N>([&](size_t j) { (j % 2 == 0 ? s0 : s1) += column(a + j * lda) * x[j]; });
+        return s0 + s1;
+    };
     size_t i = 0;
     for (; i + kWidth <= m; i += kWidth)
-        for (size_t j = 0; j < N; ++j) sums[j] += load(a + j * lda + i) * load(x + i);
-    for (size_t j = 0; j < N; ++j) {
-        double sum = lanes(sums[j]);
-        for (size_t r = i; r < m; ++r) sum += a[j * lda + r] * x[r];
-        y[j] += sum;
+        place(y + i) = sum(load(y + i), [i](const double* p) { return load(p + i); });
+    if (i == m) return;
+    const Part part(m - i);
+    part.store(y + i, sum(part.load(y + i), [&](const double* p) { return part.load(p + i); }));
+}
+
+void gemv(size_t m, size_t n, const double* a, size_t lda, const double* x, double* y) {
+    size_t j = 0;
+    for (; j + 4 <= n; j += 4) addColumns<4>(m, a + j * lda, lda, x + j, y);
+    if (j + 2 <= n) {
+        addColumns<2>(m, a + j * lda, lda, x + j, y);
+        j += 2;
     }
+    if (j < n) addColumns<1>(m, a + j * lda, lda, x + j, y);
+}
+
+// The sum of the lanes, by halves.
+inline double lanes(const Vector& v) {
+#if defined(__AVX512F__)
+    const auto quad =
+        __builtin_shufflevector(v, v, 0, 1, 2, 3) + __builtin_shufflevector(v, v, 4, 5, 6, 7);
+#else
+    const auto& quad = v;
+#endif
+#if defined(__AVX__)
+    const auto pair =
+        __builtin_shufflevector(quad, quad, 0, 1) + __builtin_shufflevector(quad, quad, 2, 3);
+#else
+    const auto& pair = quad;
+#endif
+    return pair[0] + pair[1];
+}
+
+// y(0), ..., y(N - 1) += the products of N columns with x, which is loaded once for them.
+template <size_t N>
+inline void dots(size_t m, const double* a, size_t lda, const double* x, double* y) {
+    Vector sums[N];
+    unrolled<N>([&](size_t j) { sums[j] = Vector{}; });
+    size_t i = 0;
+    for (; i + kWidth <= m; i += kWidth) {
+        const Vector xi = load(x + i);
+        unrolled<N>([&](size_t j) { sums[j] += load(a + j * lda + i) * xi; });
+    }
+    if (i < m) {
+        const Part part(m - i);
+        const Vector xi = part.load(x + i);
+        unrolled<N>([&](size_t j) { sums[j] += part.load(a + j * lda + i) * xi; });
+    }
+    unrolled<N>([&](size_t j) { y[j] += lanes(sums[j]); });
 }
 
 void gemvTransposed(size_t m, size_t n, const double* a, size_t lda, const double* x, double* y) {
     size_t j = 0;
-    for (; j + 4 <= n; j += 4) dots<4>(m, a + j * lda, lda, x, y + j);
+    for (; j + 8 <= n; j += 8) dots<8>(m, a + j * lda, lda, x, y + j);
+    if (j + 4 <= n) {
+        dots<4>(m, a + j * lda, lda, x, y + j);
+        j += 4;
+    }
     for (; j < n; ++j) dots<1>(m, a + j * lda, lda, x, y + j);
+}
+
+// Squares of kSide by kSide, turned in registers.
+#if defined(__AVX__)
+constexpr size_t kSide = 4;
+typedef double Quad __attribute__((vector_size(32), aligned(8), may_alias));
+
+inline void turn(const double* a, size_t lda, double* b, size_t ldb) {
+    const auto column = [&](size_t j) { return *reinterpret_cast<const Quad*>(a + j * lda); };
+    const auto row = [&](size_t i, const Quad& v) { *reinterpret_cast<Quad*>(b + i * ldb) = v; };
+    const Quad c0 = column(0), c1 = column(1), c2 = column(2), c3 = column(3);
+    const Quad even01 = __builtin_shufflevector(c0, c1, 0, 4, 2, 6);
+    const Quad odd01 = __builtin_shufflevector(c0, c1, 1, 5, 3, 7);
+    const Quad even23 = __builtin_shufflevector(c2, c3, 0, 4, 2, 6);
+    const Quad odd23 = __builtin_shufflevector(c2, c3, 1, 5, 3, 7);
+    row(0, __builtin_shufflevector(even01, even23, 0, 1, 4, 5));
+    row(1, __builtin_shufflevector(odd01, odd23, 0, 1, 4, 5));
+    row(2, __builtin_shufflevector(even01, even23, 2, 3, 6, 7));
+    row(3, __builtin_shufflevector(odd01, odd23, 2, 3, 6, 7));
+}
+#else
+constexpr size_t kSide = 2;
+
+inline void turn(const double* a, size_t lda, double* b, size_t ldb) {
+    const Vector c0 = load(a), c1 = load(a + lda);
+    place(b) = Vector{c0[0], c1[0]};
+    place(b + ldb) = Vector{c0[1], c1[1]};
+}
+#endif
+
+void transpose(size_t m, size_t n, const double* a, size_t lda, double* b, size_t ldb) {
+    // Bands of rows, so that few pages of the result are written at a time, and in them strips one
+    // cache line across, so that each line of it is written whole.
+    constexpr size_t kBand = 64, kAcross = 64 / sizeof(double);
+    const size_t rows = m - m % kSide, cols = n - n % kSide;
+    for (size_t i0 = 0; i0 < rows; i0 += kBand) {
+        const size_t i1 = i0 + kBand < rows ? i0 + kBand : rows;
+        for (size_t j0 = 0; j0 < cols; j0 += kAcross) {
+            const size_t j1 = j0 + kAcross < cols ? j0 + kAcross : cols;
+            for (size_t i = i0; i < i1; i += kSide)
+                for (size_t j = j0; j < j1; j += kSide)
+                    turn(a + i + j * lda, lda, b + j + i * ldb, ldb);
+        }
+    }
+    for (size_t j = 0; j < n; ++j)
+        for (size_t i = j < cols ? rows : 0; i < m; ++i) b[j + i * ldb] = a[i + j * lda];
 }
 
 }  // namespace
 
-const GemmTable kGemmTable = {kWidth, kRows, kCols, anyTile, gemv, gemvTransposed};
+const GemmTable kGemmTable = {kRows, kCols, anyTile, gemv, gemvTransposed, transpose};
 
 }  // namespace kelvo::kernels::KELVO_LEVEL

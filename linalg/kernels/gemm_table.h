@@ -6,21 +6,21 @@
 
 namespace kelvo::kernels {
 
-/// Strips of op(A) and op(B) are packed for gemm: a strip of A holds `stripRows` rows (the last one
-/// of a block as many as remain, rounded up to `lane` and filled with zeros), term after term; a
-/// strip of B holds `stripCols` columns (the last one as many as remain), term after term.
 struct GemmTable {
-    size_t lane;
-    size_t stripRows;
-    size_t stripCols;
-    /// c (rows x cols) = or += strip of A times strip of B over `depth` terms. `c` is overwritten
-    /// unless `adding`.
-    void (*tile)(size_t rows, size_t cols, size_t depth, const double* a, const double* b,
-                 double* c, size_t ldc, bool adding);
+    /// Most rows and columns of a tile.
+    size_t tileRows;
+    size_t tileCols;
+    /// c (rows x cols) = or, when `adding`, += the sum over p < depth of column p of a times row p
+    /// of b. Element (i, p) of a stands at a[i + p * aTerm], (p, j) of b at b[p * bTerm + j *
+    /// bCol].
+    void (*tile)(size_t rows, size_t cols, size_t depth, const double* a, size_t aTerm,
+                 const double* b, size_t bTerm, size_t bCol, double* c, size_t ldc, bool adding);
     /// y += A x and y += A' x, of an m x n matrix.
     void (*gemv)(size_t m, size_t n, const double* a, size_t lda, const double* x, double* y);
     void (*gemvTransposed)(size_t m, size_t n, const double* a, size_t lda, const double* x,
                            double* y);
+    /// B = A', of an m x n matrix A.
+    void (*transpose)(size_t m, size_t n, const double* a, size_t lda, double* b, size_t ldb);
 };
 
 namespace base {

@@ -32,9 +32,10 @@ inline void store(double* p, Vector v) {
 }
 
 inline double lanes(Vector v) {
-    double sum = 0.0;
-    for (size_t k = 0; k < kWidth; ++k) sum += v[k];
-    return sum;
+    for (size_t half = kWidth / 2; half > 0; half /= 2) {
+        for (size_t k = 0; k < half; ++k) v[k] += v[k + half];
+    }
+    return v[0];
 }
 
 // True when z(i) lies on an operand element that is still to be read, so that several elements must
@@ -44,11 +45,20 @@ inline bool runsInto(const double* z, const double* x, size_t n) {
     return ahead != 0 && ahead < n * sizeof(double);
 }
 
+// How many elements lie before the first one of z that a whole register can be stored to without
+// touching two cache lines. Such stores halve the speed outside the first cache; short vectors do
+// not care.
+inline size_t elementsToAligned(const double* z, size_t n) {
+    constexpr size_t kLong = 256;
+    return n < kLong ? 0 : (0 - reinterpret_cast<uintptr_t>(z)) % kVectorBytes / sizeof(double);
+}
+
 // z(i) = op(x(i), y(i)), two vectors a turn.
 template <class Op>
 inline void map(size_t n, const double* x, const double* y, double* z, Op op) {
     size_t i = 0;
     if (!runsInto(z, x, n) && !runsInto(z, y, n)) {
+        for (const size_t head = elementsToAligned(z, n); i < head; ++i) z[i] = op(x[i], y[i]);
         for (; i + 2 * kWidth <= n; i += 2 * kWidth) {
             const Vector first = op(load(x + i), load(y + i));
             const Vector second = op(load(x + i + kWidth), load(y + i + kWidth));

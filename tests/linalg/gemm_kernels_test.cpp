@@ -51,7 +51,7 @@ class GemmAtLevel : public testing::TestWithParam<Level> {
         Matrix c(m, n, 3);
         a.fill(random_);
         b.fill(random_);
-        std::vector<double> work(gemmWork(m, n, k));
+        std::vector<double> work(gemmWork(formA, m, n, k));
         gemm(formA, formB, m, n, k, a.cells.data(), a.ld, b.cells.data(), b.ld, c.cells.data(),
              c.ld, withWork && !work.empty() ? work.data() : nullptr);
         EXPECT_EQ(static_cast<long>(3 * n + 1), c.untouched());

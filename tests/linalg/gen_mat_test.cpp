@@ -51,7 +51,7 @@ TEST(GenMat, ViewsOfAStridedMatrixSkipWhatLiesBetween) {
     EXPECT_EQ("11 3", text(m.diagonal()));
     EXPECT_EQ("9 1", text(m.diagonal(-1)));
     m.row(2) = 0.0;
-    EXPECT_EQ("[ 0 0 2 3 4\n5 6 0 8 9\n10 11\n]", printed(v).replace(0, 2, "[ "));
+    EXPECT_EQ("0 0 2 3 4 5 6 0 8 9 10 11", text(v));
 }
 
 TEST(GenMat, Diagonals) {
@@ -247,7 +247,7 @@ TEST(GenMat, Reports) {
         const auto reports = errors.take();
         ASSERT_EQ(1u, reports.size());
         EXPECT_EQ(row.report, reports[0].text);
-        EXPECT_EQ(0xF000 & reports[0].classCode, reports[0].classCode & 0xF000);
+        EXPECT_EQ(reports[0].id == 0x3008 ? 0x901A : 0xF000, reports[0].classCode);
         EXPECT_EQ(row.after ? row.after : "1 3 5|2 4 6", text(m));
     }
     RecordedErrors errors;

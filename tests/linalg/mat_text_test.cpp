@@ -57,13 +57,11 @@ TEST(MatText, ReadsOtherSpellings) {
         const char* input;
         const char* matrix;
     } kRows[] = {{"2x2[1 2 3 4]", "1 2|3 4"},
-                 {"size: 2 by 3", nullptr},
                  {"\n- 1 2 [ 5 6 ]", "5 6"},
                  {"1*2 [5\n6]", "5 6"},
                  {"Anything, 2x1 [ 1e3 -2.5]", "1000|-2.5"},
                  {"0x0 []", ""}};
     for (const auto& row : kRows) {
-        if (!row.matrix) continue;
         SCOPED_TRACE(row.input);
         std::istringstream is(row.input);
         DoubleGenMat m;

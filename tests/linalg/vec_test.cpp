@@ -118,130 +118,84 @@ TEST(Vec, AssignmentOfOverlappingViewsUsesTheOldValues) {
     }
 }
 
+// Runs `run` on the vector 0 1 2 3 4 with a handler that returns.
+template <class Run>
+void expectReport(const std::string& text, const Doubles& result, Run run, int code = 0x900E) {
+    SCOPED_TRACE(text);
+    RecordedErrors errors;
+    DoubleVec v = ramp(5);
+    EXPECT_EQ(result, run(v));
+    std::string reported;
+    for (const auto& report : errors.take()) {
+        reported += (reported.empty() ? "" : "\n") + report.text;
+        EXPECT_EQ(code, report.classCode);
+        EXPECT_EQ(1, report.severity);
+    }
+    EXPECT_EQ(text, reported);
+}
+
 TEST(Vec, ChecksReportAndGoOnWithinTheirMemory) {
     const int kBad[] = {2, -1, 5};
-    const IntVec bad(kBad, 3);
-    const struct {
-        const char* label;
-        std::function<Doubles(DoubleVec&)> run;  // on 0 1 2 3 4
-        const char* text;
-        Doubles result;
-        unsigned short code = 0x900E;
-    } kRows[] = {
-        {"index",
-         [](DoubleVec& v) {
-             return Doubles{(v[7] = 5.0), v[7]};
-         },
-         "[INDEX: DoubleVec]: Index (7) out of range [0->4]\n"
-         "[INDEX: DoubleVec]: Index (7) out of range [0->4]",
-         {5, 0}},
-        {"negative index",
-         [](DoubleVec& v) { return Doubles{std::as_const(v)[-1]}; },
-         "[INDEX: DoubleVec]: Index (-1) out of range [0->4]",
-         {0}},
-        {"index of none",
-         [](DoubleVec&) { return Doubles{DoubleVec()[0]}; },
-         "[INDEX: DoubleVec]: Index (0) out of range [0->4294967295]",
-         {0}},
-        {"length",
-         [](DoubleVec& v) { return values(v = ramp(2) + 9.0); },
-         "[VNMATCH: DoubleVec]: Vector lengths do not match (5 vs 2)",
-         {9, 10, 2, 3, 4}},
-        {"longer",
-         [](DoubleVec& v) { return values(v = ramp(6)); },
-         "[VNMATCH: DoubleVec]: Vector lengths do not match (5 vs 6)",
-         {0, 1, 2, 3, 4}},
-        {"in place",
-         [](DoubleVec& v) { return values(v *= ramp(3)); },
-         "[VNMATCH: DoubleVec]: Vector lengths do not match (5 vs 3)",
-         {0, 1, 4, 3, 4}},
-        {"sum",
-         [](DoubleVec& v) { return values(v + ramp(3)); },
-         "[VNMATCH: DoubleVec]: Vector lengths do not match (5 vs 3)",
-         {0, 2, 4, 0, 0}},
-        {"power",
-         [](DoubleVec& v) { return values(pow(v, ramp(3))); },
-         "[VNMATCH: DoubleVec]: Vector lengths do not match (5 vs 3)",
-         {1, 1, 4, 0, 0}},
-        {"dot",
-         [](DoubleVec& v) { return Doubles{dot(ramp(3), v)}; },
-         "[VNMATCH: DoubleVec]: Vector lengths do not match (3 vs 5)",
-         {5}},
-        {"slice end",
-         [](DoubleVec& v) { return values(v.slice(1, 3, 2)); },
-         "[SLICE: DoubleVec]: slice (1, 3, 2) cannot be made from vector (5)",
-         {}},
-        {"slice start",
-         [](DoubleVec& v) { return values(v.slice(-1, 1)); },
-         "[SLICE: DoubleVec]: slice (-1, 1, 1) cannot be made from vector (5)",
-         {}},
-        {"slice beyond 32 bits",
-         [](DoubleVec& v) { return values(v.slice(4, 3, INT_MIN)); },
-         "[SLICE: DoubleVec]: slice (4, 3, -2147483648) cannot be made from vector (5)",
-         {}},
-        {"stride",
-         [](DoubleVec& v) { return v.slice(0, 2, 2).strideCheck(), Doubles(); },
-         "[STRIDE: DoubleVec]: Stride must be 1",
-         {}},
-        {"largest of none",
-         [](DoubleVec&) {
-             return Doubles{double(maxIndex(DoubleVec())), maxValue(DoubleVec())};
-         },
-         "[ZEROVEC: DoubleVec]: maxIndex: vector is empty\n"
-         "[ZEROVEC: DoubleVec]: maxIndex: vector is empty",
-         {-1, 0}},
-        {"smallest of none",
-         [](DoubleVec&) { return Doubles{minValue(DoubleVec())}; },
-         "[ZEROVEC: DoubleVec]: minIndex: vector is empty",
-         {0}},
-        {"variance of one",
-         [](DoubleVec&) { return Doubles{variance(ramp(1))}; },
-         "[NPOINTS: DoubleVec]: Vector (1) Variance needs minimum of 2",
-         {0},
-         0xF000},
-        {"bad picks",
-         [&](DoubleVec& v) {
-             DoubleVecPick p = v.vecPick(bad);
-             p = 7.0;
-             return Doubles{p(0), p(2), p(3), v(2)};
-         },
-         "[INDEX: DoubleVecPick]: Index (-1) out of range [0->4]\n"
-         "[INDEX: DoubleVecPick]: Index (5) out of range [0->4]",
-         {7, 0, 0, 7},
-         0x900D},
-        {"pick = vector",
-         [](DoubleVec& v) { return v.vecPick(IntVec(2, 1, 1)) = ramp(3) + 7.0, values(v); },
-         "[VNMATCH: DoubleVecPick]: Vector lengths do not match (2 vs 3)",
-         {0, 7, 8, 3, 4},
-         0x900D},
-        {"vector = pick",
-         [](DoubleVec& v) { return values(v = v.vecPick(IntVec(2, 3, 1))); },
-         "[VNMATCH: DoubleVecPick]: Vector lengths do not match (2 vs 5)",
-         {3, 4, 2, 3, 4},
-         0x900D},
-        {"nothing wrong",
-         [](DoubleVec& v) {
-             v.boundsCheck(4);
-             v.lengthCheck(5);
-             v.strideCheck();
-             return values(v.slice(99, 0, -7));
-         },
-         "",
-         {}},
+    const IntVec bad(kBad, 3), two(2, 3, 1);
+    const std::string index = "[INDEX: DoubleVec]: Index ", pick = "[INDEX: DoubleVecPick]: Index ",
+                      lengths = "[VNMATCH: DoubleVec]: Vector lengths do not match ",
+                      pickLengths = "[VNMATCH: DoubleVecPick]: Vector lengths do not match ",
+                      empty = ": vector is empty", end = " cannot be made from vector (5)";
+    expectReport(index + "(7) out of range [0->4]\n" + index + "(7) out of range [0->4]", {5, 0},
+                 [](auto& v) {
+                     return Doubles{(v[7] = 5.0), v[7]};
+                 });
+    expectReport(index + "(-1) out of range [0->4]", {0},
+                 [](auto& v) { return Doubles{std::as_const(v)[-1]}; });
+    expectReport(index + "(0) out of range [0->4294967295]", {0},
+                 [](auto&) { return Doubles{DoubleVec()[0]}; });
+    expectReport(lengths + "(5 vs 2)", {9, 10, 2, 3, 4},
+                 [](auto& v) { return values(v = ramp(2) + 9.0); });
+    expectReport(lengths + "(5 vs 6)", {0, 1, 2, 3, 4},
+                 [](auto& v) { return values(v = ramp(6)); });
+    expectReport(lengths + "(5 vs 3)", {0, 1, 4, 3, 4},
+                 [](auto& v) { return values(v *= ramp(3)); });
+    expectReport(lengths + "(5 vs 3)", {0, 2, 4, 0, 0},
+                 [](auto& v) { return values(v + ramp(3)); });
+    expectReport(lengths + "(5 vs 3)", {1, 1, 4, 0, 0},
+                 [](auto& v) { return values(pow(v, ramp(3))); });
+    expectReport(lengths + "(3 vs 5)", {5}, [](auto& v) { return Doubles{dot(ramp(3), v)}; });
+    expectReport("[SLICE: DoubleVec]: slice (1, 3, 2)" + end, {},
+                 [](auto& v) { return values(v.slice(1, 3, 2)); });
+    expectReport("[SLICE: DoubleVec]: slice (-1, 1, 1)" + end, {},
+                 [](auto& v) { return values(v.slice(-1, 1)); });
+    expectReport("[SLICE: DoubleVec]: slice (4, 3, -2147483648)" + end, {},
+                 [](auto& v) { return values(v.slice(4, 3, INT_MIN)); });
+    expectReport("[STRIDE: DoubleVec]: Stride must be 1", {},
+                 [](auto& v) { return v.slice(0, 2, 2).strideCheck(), Doubles(); });
+    expectReport("[ZEROVEC: DoubleVec]: maxIndex" + empty, {-1},
+                 [](auto&) { return Doubles{double(maxIndex(DoubleVec()))}; });
+    expectReport("[ZEROVEC: DoubleVec]: maxIndex" + empty, {0},
+                 [](auto&) { return Doubles{maxValue(DoubleVec())}; });
+    expectReport("[ZEROVEC: DoubleVec]: minIndex" + empty, {0},
+                 [](auto&) { return Doubles{minValue(DoubleVec())}; });
+    expectReport(
+        "[NPOINTS: DoubleVec]: Vector (1) Variance needs minimum of 2", {0},
+        [](auto&) { return Doubles{variance(ramp(1))}; }, 0xF000);
+    const auto badPicks = [&](auto& v) {
+        DoubleVecPick p = v.vecPick(bad);
+        p = 7.0;
+        return Doubles{p(0), p(2), p(3), v(2)};
     };
-    for (const auto& row : kRows) {
-        SCOPED_TRACE(row.label);
-        RecordedErrors errors;
-        DoubleVec v = ramp(5);
-        EXPECT_EQ(row.result, row.run(v));
-        std::string text;
-        for (const auto& report : errors.take()) {
-            text += (text.empty() ? "" : "\n") + report.text;
-            EXPECT_EQ(row.code, report.classCode);
-            EXPECT_EQ(1, report.severity);
-        }
-        EXPECT_EQ(row.text, text);
-    }
+    expectReport(pick + "(-1) out of range [0->4]\n" + pick + "(5) out of range [0->4]",
+                 {7, 0, 0, 7}, badPicks, 0x900D);
+    expectReport(
+        pickLengths + "(2 vs 3)", {0, 1, 2, 7, 8},
+        [&](auto& v) { return v.vecPick(two) = ramp(3) + 7.0, values(v); }, 0x900D);
+    expectReport(
+        pickLengths + "(2 vs 5)", {3, 4, 2, 3, 4},
+        [&](auto& v) { return values(v = v.vecPick(two)); }, 0x900D);
+    expectReport("", {}, [](auto& v) {
+        v.boundsCheck(4);
+        v.lengthCheck(5);
+        v.strideCheck();
+        return values(v.slice(99, 0, -7));
+    });
 }
 
 TEST(Vec, ReportsNameTheirClass) {
