@@ -9,9 +9,9 @@ namespace {
 // function's squares over the points.
 constexpr double kFreeTolerance = 1e-7;  // diagonal of R at which a column counts as dependent
 constexpr double kWeakSupport = 0.05;    // support below which fairness helps
-constexpr double kFairness = 0.02;       // weight of a bend of the net at a free coefficient
+constexpr double kFairness = 0.1;        // weight of a bend of the net at a free coefficient
 constexpr double kAnchor = 1e-7;         // weight that keeps the net at the plane if nothing else
-constexpr int kRounds = 10;              // that take the pull of fairness off what points support
+constexpr int kRounds = 6;               // that take the pull of fairness off what points support
 
 /// The system of one fit. Blocks run along the direction with more spans, so that they are small.
 /// Unknowns are the distances of the control points from where the flat rectangle has them: flat
