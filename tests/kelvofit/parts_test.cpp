@@ -167,7 +167,7 @@ TEST(SplineFit, CoefficientsWithHardlyAnyPointsDoNotBlowUp) {
     }
     const Cloud cloud = cloudOf(points, 'z', "test");
     const SplineFit fit = fitSpline(cloud, 24, 24);
-    EXPECT_GT(fit.freeColumns, 10);
+    EXPECT_GT(fit.freeColumns, 3);
     EXPECT_GT(fit.weakColumns, fit.freeColumns);
     EXPECT_NEAR(std::sqrt(4000.0 - fit.rank) * kSigma / std::sqrt(4000.0), fit.deviation.rms,
                 0.05 * kSigma);

@@ -215,14 +215,14 @@ TEST(KelvofitScattered, FewNoisyPointsAreNotFollowed) {
 TEST(KelvofitScattered, EmptyRegionsLeaveFreeColumnsAndTheRestIsFitted) {
     const Bench bench;
     bench.write("a.xyz", xyz(landscape(6000, 0)));
-    ASSERT_EQ(0, bench.run({"-q", "-o", "out", "-t", "2e-5", "a.xyz"}).code);
+    ASSERT_EQ(0, bench.run({"-q", "-o", "out", "-t", "5e-5", "a.xyz"}).code);
     const Json report = bench.report("out");
     const Json& fit = report["fit"];
     EXPECT_EQ("tolerance reached", report["status"].string);
     EXPECT_GT(fit["free_columns"].number, 0);
     EXPECT_EQ(fit["coefficients"].number, fit["rank"].number + fit["free_columns"].number);
     EXPECT_GE(fit["weak_columns"].number, fit["free_columns"].number);
-    EXPECT_LT(report["deviation"]["at_parameter"]["largest"].number, 2e-5);
+    EXPECT_LT(report["deviation"]["at_parameter"]["largest"].number, 5e-5);
     EXPECT_LE(report["deviation"]["to_surface"]["largest"].number,
               report["deviation"]["at_parameter"]["largest"].number);
     const ObjFile mesh = readObj(bench.read("out/surface.obj"));
