@@ -60,7 +60,7 @@ void BandedLeastSquares::leaveWindow() {
     const int rank = blockSize_ - done.triangle.numFreeCols();
     const IntVec pivots = done.triangle.pivots();
     for (int k = rank; k < blockSize_; ++k) freeColumns_.push_back(block * blockSize_ + pivots(k));
-    const std::vector<double> over = passOn(done, rank);
+    const std::vector<double> over = settle(block, done.triangle, rank);
 
     // The next window starts one block further on.
     const int kept = std::max(used_ - blockSize_, 0);
@@ -83,24 +83,29 @@ void BandedLeastSquares::leaveWindow() {
     ++window_;
 }
 
-// The equations of a final block that its free columns leave over, as rows of done.right's form.
-std::vector<double> BandedLeastSquares::passOn(const Final& done, int rank) const {
-    const auto spare = static_cast<std::size_t>(blockSize_ - rank);
-    const std::size_t length = stride_ - static_cast<std::size_t>(blockSize_);
-    std::vector<double> over(spare * length);
-    if (spare == 0) return over;
-    DoubleVec column(static_cast<unsigned>(blockSize_));
-    for (std::size_t j = 0; j < length; ++j) {
-        for (int i = 0; i < blockSize_; ++i)
-            column(i) = done.right[static_cast<std::size_t>(i) * length + j];
-        const DoubleVec turned = done.triangle.computeQTy(column, rank);
-        for (std::size_t k = 0; k < spare; ++k)
-            over[k * length + j] = turned(rank + static_cast<int>(k));
+// Keeps the equations that settle the block, and returns those that its free columns leave over, as
+// rows without the block's own columns.
+std::vector<double> BandedLeastSquares::settle(int block, const DoubleLeastSqQR& triangle,
+                                               int rank) {
+    const auto size = static_cast<std::size_t>(blockSize_), own = static_cast<std::size_t>(rank);
+    if (rank < blockSize_) {
+        DoubleVec column(static_cast<unsigned>(blockSize_));
+        for (std::size_t j = 0; j < stride_; ++j) {
+            for (std::size_t i = 0; i < size; ++i)
+                column(static_cast<int>(i)) = rows_[i * stride_ + j];
+            const DoubleVec turned = triangle.computeQTy(column, rank);
+            for (std::size_t i = 0; i < size; ++i)
+                rows_[i * stride_ + j] = turned(static_cast<int>(i));
+        }
     }
+    for (int i = 0; i < rank; ++i) equations_.push_back({block, {row(i), row(i) + stride_}});
+    std::vector<double> over;
+    for (std::size_t i = own; i < size; ++i)
+        over.insert(over.end(), rows_.begin() + static_cast<std::ptrdiff_t>(i * stride_ + size),
+                    rows_.begin() + static_cast<std::ptrdiff_t>((i + 1) * stride_));
     // Blocks without any data pass nothing on.
-    return std::all_of(over.begin(), over.end(), [](double x) { return x == 0; })
-               ? std::vector<double>()
-               : over;
+    if (std::all_of(over.begin(), over.end(), [](double x) { return x == 0; })) over.clear();
+    return over;
 }
 
 std::vector<double> BandedLeastSquares::solve() const {
@@ -126,6 +131,32 @@ std::vector<double> BandedLeastSquares::solve() const {
     }
     solution.resize(static_cast<std::size_t>(columns()) * kSides);
     return solution;
+}
+
+// The equations are an upper triangle R with R^T R = A^T A: once forwards, once backwards.
+std::vector<double> BandedLeastSquares::solveNormal(std::vector<double> g) const {
+    const auto each = [&](std::size_t i, auto visit) {
+        const Equation& equation = equations_[i];
+        const std::size_t first = static_cast<std::size_t>(equation.window * blockSize_);
+        const std::size_t end =
+            std::min(first + static_cast<std::size_t>(width_), equations_.size());
+        for (std::size_t j = i + 1; j < end; ++j) visit(j, equation.row[j - first]);
+        return equation.row[i - first];
+    };
+    for (std::size_t i = 0; i < equations_.size(); ++i) {
+        const double pivot = each(i, [](std::size_t, double) {});
+        for (std::size_t k = 0; k < kSides; ++k) g[i * kSides + k] /= pivot;
+        each(i, [&](std::size_t j, double r) {
+            for (std::size_t k = 0; k < kSides; ++k) g[j * kSides + k] -= r * g[i * kSides + k];
+        });
+    }
+    for (std::size_t i = equations_.size(); i-- > 0;) {
+        const double pivot = each(i, [&](std::size_t j, double r) {
+            for (std::size_t k = 0; k < kSides; ++k) g[i * kSides + k] -= r * g[j * kSides + k];
+        });
+        for (std::size_t k = 0; k < kSides; ++k) g[i * kSides + k] /= pivot;
+    }
+    return g;
 }
 
 }  // namespace kelvo::fit

@@ -36,8 +36,18 @@ class BandedLeastSquares {
     int rank() const { return columns() - static_cast<int>(freeColumns_.size()); }
     /// The columns that the rows leave undetermined given the others, in the order found.
     const std::vector<int>& freeColumns() const { return freeColumns_; }
+    /// As many equations as the rank, or fewer, that say the same as all rows together: one after the
+    /// other, their window and the values in the form of newRow().
+    struct Equation {
+        int window;
+        std::vector<double> row;
+    };
+    const std::vector<Equation>& equations() const { return equations_; }
     /// A solution: coefficient `c` of side `k` at [kSides * c + k]; 0 for free columns.
     std::vector<double> solve() const;
+    /// The solution x of A^T A x = g, for another right side of the normal equations of these rows.
+    /// All columns must have been found independent; g and x in the form of solve().
+    std::vector<double> solveNormal(std::vector<double> g) const;
 
   private:
     /// A block that is final: triangle * own + right * later = sides.
@@ -53,7 +63,7 @@ class BandedLeastSquares {
 
     void compress();
     void leaveWindow();
-    std::vector<double> passOn(const Final& block, int rank) const;
+    std::vector<double> settle(int block, const DoubleLeastSqQR& triangle, int rank);
     double* row(int i) { return rows_.data() + static_cast<std::size_t>(i) * stride_; }
 
     int blocks_, blockSize_;
@@ -65,6 +75,7 @@ class BandedLeastSquares {
     int capacity_;
     std::vector<double> rows_;  // capacity_ rows, those not in use are 0
     std::vector<Final> final_;
+    std::vector<Equation> equations_;
     std::vector<int> freeColumns_;
 };
 

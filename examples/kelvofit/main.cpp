@@ -47,7 +47,8 @@ class Run {
   private:
     void fitKnown(TextFile& file);
     void fitScattered(TextFile& file);
-    bool stepDone(int step, int most, const MeasuredPoint& worst, double largest);
+    void showStep(int step, int most, double u, double v, double largest) const;
+    bool wantsToStop() const { return interrupted() || reporter_.quit() != 0; }
     void setTolerance();
     void write();
     void summarise() const;
@@ -63,10 +64,8 @@ void Run::setTolerance() {
         options_.tolerance > 0 ? options_.tolerance : kDefaultTolerance * result_.box.diagonal();
 }
 
-// Shows progress; true when the user wants to stop.
-bool Run::stepDone(int step, int most, const MeasuredPoint& worst, double largest) {
-    reporter_.toleranceReport(step, most, worst.u, worst.v, largest / result_.tolerance);
-    return interrupted() || reporter_.quit() != 0;
+void Run::showStep(int step, int most, double u, double v, double largest) const {
+    reporter_.toleranceReport(step, most, u, v, largest / result_.tolerance);
 }
 
 void Run::fitKnown(TextFile& file) {
@@ -79,7 +78,8 @@ void Run::fitKnown(TextFile& file) {
     const int count = static_cast<int>(model.patches.size());
     fitPatches(model, options_.samples, noise, result_, [&](const FitResult& sofar) {
         const int done = static_cast<int>(sofar.surfaces.size());
-        return stepDone(done, count, {}, sofar.patches->patches.back().controlError);
+        showStep(done, count, 0, 0, sofar.patches->patches.back().controlError);
+        return wantsToStop();
     });
     clock_.lap("fit");
 }
@@ -97,15 +97,15 @@ void Run::fitScattered(TextFile& file) {
     CloudResult& scattered = result_.scattered.emplace();
     scattered.cloud = cloudOf(points, options_.axis, options_.input);
     const Neighbours neighbours(scattered.cloud);
-    scattered.filledBeyond = 2.5 * neighbours.spacing();
+    scattered.filledBeyond = 2 * neighbours.spacing();
     scattered.folds = findFolds(scattered.cloud);
     clock_.lap("parametrise");
-    scattered.refinement = refine(
-        scattered.cloud, {result_.tolerance, options_.maxSpans},
-        [&](int step, const SplineFit& fit) {
-            const Deviation& d = fit.deviation;
-            return stepDone(step, mostSteps(options_.maxSpans), {{}, 0, d.u, d.v}, d.largest);
-        });
+    const RefineSettings settings{result_.tolerance, options_.maxSpans,
+                                  [this] { return wantsToStop(); }};
+    scattered.refinement = refine(scattered.cloud, settings, [&](int step, const SplineFit& fit) {
+        const Deviation& d = fit.deviation;
+        showStep(step, mostSteps(options_.maxSpans), d.u, d.v, d.largest);
+    });
     result_.stopped = scattered.refinement.reason == StopReason::kUser;
     result_.surfaces.push_back(scattered.refinement.best.surface);
     for (const CloudPoint& p : scattered.cloud.points)

@@ -61,7 +61,7 @@ double real(const char* option, const char* text, bool zeroToo) {
     constexpr double kMost = 1e100;  // squares must not overflow
     if (!value || !(*value >= 0 && *value <= kMost) || (*value == 0 && !zeroToo))
         throw Failure(std::string(option) + ": " + quoted(text) + " is not a " +
-                      (zeroToo ? "number of 0 or more" : "number above 0"));
+                      (zeroToo ? "number from 0 to 1e100" : "number above 0, up to 1e100"));
     return *value;
 }
 

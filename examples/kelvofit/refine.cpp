@@ -5,8 +5,10 @@
 namespace kelvo::fit {
 namespace {
 
-constexpr double kLowerNoise = 0.95;
+constexpr double kLowerNoise = 0.98;
 constexpr double kLowerLargest = 0.8;
+constexpr double kSameNoise = 1.005;
+constexpr double kSigmas = 4;          // by which a gain must exceed what chance gives
 constexpr double kMostUnknowns = 0.8;  // to the points
 
 int more(int spans, int most) {
@@ -21,12 +23,7 @@ class Refiner {
     Refinement run();
 
   private:
-    bool helps(const SplineFit& fit) const {
-        const SplineFit& best = result_.best;
-        return fit.noise < kLowerNoise * best.noise ||
-               (fit.deviation.largest < kLowerLargest * best.deviation.largest &&
-                fit.noise <= best.noise);
-    }
+    bool helps(const SplineFit& fit) const;
     bool atLimit() const { return std::min(uSpans(), vSpans()) >= settings_.maxSpans; }
     int uSpans() const { return result_.best.surface.u().spans(); }
     int vSpans() const { return result_.best.surface.v().spans(); }
@@ -43,8 +40,23 @@ class Refiner {
     bool stopped_ = false;  // by the user
 };
 
+bool Refiner::helps(const SplineFit& fit) const {
+    const SplineFit& best = result_.best;
+    const double points = static_cast<double>(cloud_.points.size());
+    const double more = fit.rank - best.rank;
+    const auto squares = [&](const SplineFit& f) { return f.noise * f.noise * (points - f.rank); };
+    // If only noise is left, each further coefficient takes its square once, give or take.
+    const double byChance = fit.noise * fit.noise * (more + kSigmas * std::sqrt(2 * more));
+    if (more > 0 && squares(best) - squares(fit) < byChance) return false;
+    return fit.noise < kLowerNoise * best.noise ||
+           (fit.deviation.largest < kLowerLargest * best.deviation.largest &&
+            fit.noise <= best.noise);
+}
+
 std::optional<SplineFit> Refiner::tryFit(int u, int v) {
     if (u == uSpans() && v == vSpans()) return std::nullopt;
+    stopped_ = stopped_ || settings_.stop();
+    if (stopped_) return std::nullopt;
     ++result_.fits;
     SplineFit fit = fitSpline(cloud_, u, v);
     if (fit.rank > kMostUnknowns * static_cast<double>(cloud_.points.size())) return std::nullopt;
@@ -63,7 +75,7 @@ std::optional<SplineFit> Refiner::nextStep() {
     consider(u, vSpans());
     consider(uSpans(), v);
     if (best) return best;
-    for (int factor = 1; !best; factor *= 2) {
+    for (int factor = 1; !best && !stopped_; factor *= 2) {
         const int tryU = std::min(factor * u, settings_.maxSpans);
         const int tryV = std::min(factor * v, settings_.maxSpans);
         consider(tryU, tryV);
@@ -76,7 +88,7 @@ std::optional<SplineFit> Refiner::nextStep() {
 bool Refiner::take(const SplineFit& fit) {
     result_.best = fit;
     result_.steps.push_back({uSpans(), vSpans(), fit.deviation.largest, fit.deviation.rms});
-    stopped_ = report_(static_cast<int>(result_.steps.size()), fit);
+    report_(static_cast<int>(result_.steps.size()), fit);
     if (fit.deviation.largest <= settings_.tolerance)
         result_.reason = StopReason::kTolerance;
     else if (stopped_)
@@ -88,15 +100,20 @@ bool Refiner::take(const SplineFit& fit) {
     return true;
 }
 
-// Takes spans off in one direction as long as the fit stays within the tolerance.
+// Takes spans off in one direction as long as the fit stays good enough: within the tolerance, or
+// where it is noise that stopped the refinement, with hardly more noise.
 void Refiner::thin(bool u) {
+    const double noise = kSameNoise * result_.best.noise;
+    const bool within = result_.reason == StopReason::kTolerance;
     int high = u ? uSpans() : vSpans(), low = 0;  // low does not suffice
     while (high - low > 1 && !stopped_) {
         const int middle = (low + high) / 2;
         const std::optional<SplineFit> fit =
             u ? tryFit(middle, vSpans()) : tryFit(uSpans(), middle);
-        if (fit && fit->deviation.largest <= settings_.tolerance) {
+        if (fit && (within ? fit->deviation.largest <= settings_.tolerance : fit->noise <= noise)) {
+            const StopReason reason = result_.reason;
             take(*fit);
+            result_.reason = reason;
             high = middle;
         } else {
             low = middle;
@@ -109,10 +126,12 @@ Refinement Refiner::run() {
     bool ended = take(fitSpline(cloud_, 1, 1));
     while (!ended) {
         const std::optional<SplineFit> step = nextStep();
-        if (!step) result_.reason = StopReason::kNoImprovement;
+        if (!step) result_.reason = stopped_ ? StopReason::kUser : StopReason::kNoImprovement;
         ended = !step || take(*step);
     }
-    if (result_.reason == StopReason::kTolerance && !stopped_) {
+    const bool worth =
+        result_.reason == StopReason::kTolerance || result_.reason == StopReason::kNoImprovement;
+    if (worth) {
         // The direction with more spans first: there is more to gain.
         const bool uFirst = uSpans() >= vSpans();
         thin(uFirst);

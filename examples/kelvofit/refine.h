@@ -12,6 +12,7 @@ enum class StopReason { kTolerance, kSpanLimit, kNoImprovement, kUser };
 struct RefineSettings {
     double tolerance = 0;  // largest deviation that is good enough, units of the input
     int maxSpans = 30;     // in each direction
+    std::function<bool()> stop = [] { return false; };  // asked before every further fit
 };
 
 /// One fit that was made and taken.
@@ -30,8 +31,8 @@ struct Refinement {
 /// More steps than a refinement up to maxSpans can take.
 int mostSteps(int maxSpans);
 
-/// Called after every step; true stops the refinement with what there is.
-using StepReport = std::function<bool(int step, const SplineFit& fit)>;
+/// Called after every step.
+using StepReport = std::function<void(int step, const SplineFit& fit)>;
 
 /// Starts with one span in each direction. A step doubles the spans in the direction, or both,
 /// where that lowers the noise estimate most. It counts as a help when it lowers the noise estimate

@@ -11,6 +11,7 @@ constexpr double kFreeTolerance = 1e-7;  // diagonal of R at which a column coun
 constexpr double kWeakSupport = 0.05;    // support below which fairness helps
 constexpr double kFairness = 0.02;       // weight of a bend of the net at a free coefficient
 constexpr double kAnchor = 1e-7;         // weight that keeps the net at the plane if nothing else
+constexpr int kRounds = 10;              // that take the pull of fairness off what points support
 
 /// The system of one fit. Blocks run along the direction with more spans, so that they are small.
 /// Unknowns are the distances of the control points from where the flat rectangle has them: flat
@@ -26,11 +27,8 @@ class Assembly {
         measureSupport();
     }
 
-    /// Least squares alone.
-    void solvePlain(SplineFit& fit);
-    /// Again, with fairness where coefficients are free or weak. Returns how many are.
-    int solveFair(SplineFit& fit);
-    bool needsFairness() const;
+    /// Least squares, with fairness where coefficients are free or weak.
+    void solve(SplineFit& fit);
 
   private:
     double share(int c) const { return help_[static_cast<std::size_t>(c)]; }
@@ -45,7 +43,10 @@ class Assembly {
     void addPoints(BandedLeastSquares& system, int window) const;
     void addFairness(BandedLeastSquares& system, int window) const;
     void addBend(BandedLeastSquares& system, int window, int i, int j, bool alongIt) const;
-    void rateColumns(const std::vector<int>& freeColumns);
+    int rateColumns(const std::vector<int>& freeColumns);
+    void solveFair(const BandedLeastSquares& plain, SplineFit& fit) const;
+    std::vector<double> gradient(const BandedLeastSquares& system,
+                                 const std::vector<double>& x) const;
     void store(const std::vector<double>& solution, SplineFit& fit) const;
 
     const Cloud& cloud_;
@@ -55,7 +56,6 @@ class Assembly {
     std::vector<double> support_;             // sum of squares, for each column
     double ordinary_ = 1;                     // support of an ordinary column
     std::vector<double> help_;                // fairness that a column needs, 0 .. 1
-    int weak_ = 0;
 };
 
 void Assembly::sortByWindow() {
@@ -134,18 +134,18 @@ void Assembly::addFairness(BandedLeastSquares& system, int window) const {
         }
 }
 
-void Assembly::rateColumns(const std::vector<int>& freeColumns) {
+// Says how much help each column needs; returns how many do.
+int Assembly::rateColumns(const std::vector<int>& freeColumns) {
     for (int c : freeColumns) help_[static_cast<std::size_t>(c)] = 1;
-    weak_ = 0;
+    // A single span has no holes: few points support it everywhere or nowhere.
+    const bool single = along_.spans() == 1;
+    int weak = 0;
     for (std::size_t c = 0; c < help_.size(); ++c) {
         const double lack = 1 - support_[c] / (kWeakSupport * ordinary_);
-        help_[c] = std::max(help_[c], lack);
-        if (help_[c] > 0) ++weak_;
+        if (!single) help_[c] = std::max(help_[c], lack);
+        if (help_[c] > 0) ++weak;
     }
-}
-
-bool Assembly::needsFairness() const {
-    return weak_ > 0;
+    return weak;
 }
 
 void Assembly::store(const std::vector<double>& solution, SplineFit& fit) const {
@@ -159,25 +159,66 @@ void Assembly::store(const std::vector<double>& solution, SplineFit& fit) const 
         }
 }
 
-void Assembly::solvePlain(SplineFit& fit) {
+void Assembly::solve(SplineFit& fit) {
     BandedLeastSquares system(along_.size(), across_.size(), kFreeTolerance * std::sqrt(ordinary_));
     for (int window = 0; window < along_.spans(); ++window) addPoints(system, window);
     system.finish();
     fit.rank = system.rank();
     fit.freeColumns = static_cast<int>(system.freeColumns().size());
-    rateColumns(system.freeColumns());
-    if (!needsFairness()) store(system.solve(), fit);
+    fit.weakColumns = rateColumns(system.freeColumns());
+    if (fit.weakColumns == 0)
+        store(system.solve(), fit);
+    else
+        solveFair(system, fit);
 }
 
-int Assembly::solveFair(SplineFit& fit) {
-    BandedLeastSquares system(along_.size(), across_.size(), 0.0);
+// Fairness pulls a little at coefficients that points do support. The rounds after the first ask it
+// of the correction only, which lets these go where least squares wants them; what points leave
+// open has nothing to correct (iterated Tikhonov regularisation). The points come in as the
+// equations of the plain system.
+void Assembly::solveFair(const BandedLeastSquares& plain, SplineFit& fit) const {
+    const auto width = static_cast<std::size_t>(BandedLeastSquares::kBand * across_.size());
+    BandedLeastSquares fair(along_.size(), across_.size(), 0.0);
+    auto equation = plain.equations().begin();
     for (int window = 0; window < along_.spans(); ++window) {
-        addPoints(system, window);
-        addFairness(system, window);
+        const bool last = window + 1 == along_.spans();
+        for (; equation != plain.equations().end() && (last || equation->window == window);
+             ++equation) {
+            // Those of the last blocks belong to the last window, further to the right in it.
+            const auto shift =
+                static_cast<std::size_t>((equation->window - window) * across_.size());
+            double* row = fair.newRow(window);
+            const double* from = equation->row.data();
+            std::copy(from, from + width - shift, row + shift);
+            std::copy(from + width, from + width + 3, row + width);
+        }
+        addFairness(fair, window);
     }
-    system.finish();
-    store(system.solve(), fit);
-    return weak_;
+    fair.finish();
+    std::vector<double> solution = fair.solve();
+    for (int round = 1; round < kRounds && fair.rank() == fair.columns(); ++round) {
+        const std::vector<double> correction = fair.solveNormal(gradient(plain, solution));
+        for (std::size_t c = 0; c < solution.size(); ++c) solution[c] += correction[c];
+    }
+    store(solution, fit);
+}
+
+// A^T (b - A x), for the equations A x = b.
+std::vector<double> Assembly::gradient(const BandedLeastSquares& system,
+                                       const std::vector<double>& x) const {
+    std::vector<double> g(x.size(), 0.0);
+    const auto size = static_cast<std::size_t>(across_.size());
+    const std::size_t width = BandedLeastSquares::kBand * size;
+    for (const auto& [window, row] : system.equations()) {
+        const std::size_t first = 3 * static_cast<std::size_t>(window) * size;
+        const std::size_t used = std::min(width, (x.size() - first) / 3);
+        for (std::size_t side = 0; side < 3; ++side) {
+            double r = row[width + side];
+            for (std::size_t c = 0; c < used; ++c) r -= row[c] * x[first + 3 * c + side];
+            for (std::size_t c = 0; c < used; ++c) g[first + 3 * c + side] += row[c] * r;
+        }
+    }
+    return g;
 }
 
 void measure(const Cloud& cloud, SplineFit& fit) {
@@ -199,8 +240,7 @@ SplineFit fitSpline(const Cloud& cloud, int uSpans, int vSpans) {
     SplineFit fit;
     fit.surface = SplineSurface(uSpans, vSpans);
     Assembly assembly(cloud, uSpans, vSpans);
-    assembly.solvePlain(fit);
-    if (assembly.needsFairness()) fit.weakColumns = assembly.solveFair(fit);
+    assembly.solve(fit);
     measure(cloud, fit);
     return fit;
 }
