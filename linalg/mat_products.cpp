@@ -23,16 +23,29 @@ using kernels::gemv;
 using kernels::gemvTransposed;
 using kernels::transpose;
 
-// With scratch for packing; without memory it only takes longer.
+// Scratch of the products, kept for the next one: up to 1.2 MB a thread.
+struct Scratch {
+    std::unique_ptr<double[]> numbers;
+    std::size_t size = 0;
+
+    // Null when there is no memory.
+    double* atLeast(std::size_t count) {
+        if (count > size) {
+            size = 0;
+            numbers.reset(new (std::nothrow) double[count]);
+            if (numbers) size = count;
+        }
+        return numbers.get();
+    }
+};
+thread_local Scratch g_scratch;
+
+// Without memory for packing it only takes longer.
 void gemm(Form formA, Form formB, std::size_t m, std::size_t n, std::size_t k, const double* a,
           std::size_t lda, const double* b, std::size_t ldb, double* c, std::size_t ldc) {
     const std::size_t size = kernels::gemmWork(formA, m, n, k);
-    constexpr std::size_t kOnStack = 256;
-    double local[kOnStack];
-    const std::unique_ptr<double[]> heap(size > kOnStack ? new (std::nothrow) double[size]
-                                                         : nullptr);
-    kernels::gemm(formA, formB, m, n, k, a, lda, b, ldb, c, ldc,
-                  size > kOnStack ? heap.get() : local);
+    double* const work = size > 0 ? g_scratch.atLeast(size) : nullptr;
+    kernels::gemm(formA, formB, m, n, k, a, lda, b, ldb, c, ldc, work);
 }
 
 template <class Mat>

@@ -38,7 +38,7 @@ class KELVO_API RWBlock {
     RWBlock(const RWBlock&) = delete;
     RWBlock& operator=(const RWBlock&) = delete;
 
-    /// The array, borrowed.
+    /// The array, borrowed. A large one begins at a cache line.
     void* data() const { return data_; }
     /// Number of holders.
     unsigned references() const { return references_; }
@@ -56,7 +56,8 @@ class KELVO_API RWBlock {
     void destroy();
 
     std::uint16_t references_ = 1;
-    void* data_ = nullptr;  // owned
+    std::uint8_t shift_ = 0;  // bytes from the allocated memory to data_
+    void* data_ = nullptr;    // owned
 };
 static_assert(sizeof(RWBlock) == 2 * sizeof(void*), "class 4 of the free list of records");
 

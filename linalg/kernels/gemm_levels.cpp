@@ -126,30 +126,36 @@ void anyTile(size_t rows, size_t cols, size_t depth, const double* a, size_t aTe
     tiles[cols - 1](last, depth, a, aTerm, b, bTerm, bCol, c, ldc, adding);
 }
 
-// y += the sum of N columns times x(0), ..., x(N - 1): y is loaded and stored once for them.
+// y += the sum of N columns times x(0), ..., x(N - 1), over the rows that fill vectors: y is loaded
+// and stored once for all of them.
 template <size_t N>
-inline void addColumns(size_t m, const double* a, size_t lda, const double* x, double* y) {
-    const auto sum = [&](Vector y0, auto column) {
-        Vector s0 = y0, s1 = {};
-        unrolled<N>([&](size_t j) { (j % 2 == 0 ? s0 : s1) += column(a + j * lda) * x[j]; });
-        return s0 + s1;
-    };
-    size_t i = 0;
-    for (; i + kWidth <= m; i += kWidth)
-        place(y + i) = sum(load(y + i), [i](const double* p) { return load(p + i); });
-    if (i == m) return;
-    const Part part(m - i);
-    part.store(y + i, sum(part.load(y + i), [&](const double* p) { return part.load(p + i); }));
+inline void addColumns(size_t rows, const double* a, size_t lda, const double* x, double* y) {
+    for (size_t i = 0; i < rows; i += kWidth) {
+        Vector sums[2] = {load(y + i), Vector{}};
+        unrolled<N>([&](size_t j) { sums[j % 2] += load(a + j * lda + i) * x[j]; });
+        place(y + i) = sums[0] + sums[1];
+    }
+}
+
+// The same for fewer than kWidth rows and all n columns, in one go: a part that has just been stored
+// would be slow to load again.
+inline void addParts(size_t rows, size_t n, const double* a, size_t lda, const double* x,
+                     double* y) {
+    const Part part(rows);
+    Vector sums[4] = {part.load(y), Vector{}, Vector{}, Vector{}};
+    size_t j = 0;
+    for (; j + 4 <= n; j += 4)
+        unrolled<4>([&](size_t k) { sums[k] += part.load(a + (j + k) * lda) * x[j + k]; });
+    for (; j < n; ++j) sums[0] += part.load(a + j * lda) * x[j];
+    part.store(y, (sums[0] + sums[1]) + (sums[2] + sums[3]));
 }
 
 void gemv(size_t m, size_t n, const double* a, size_t lda, const double* x, double* y) {
+    const size_t rows = m - m % kWidth;
     size_t j = 0;
-    for (; j + 4 <= n; j += 4) addColumns<4>(m, a + j * lda, lda, x + j, y);
-    if (j + 2 <= n) {
-        addColumns<2>(m, a + j * lda, lda, x + j, y);
-        j += 2;
-    }
-    if (j < n) addColumns<1>(m, a + j * lda, lda, x + j, y);
+    for (; j + 4 <= n; j += 4) addColumns<4>(rows, a + j * lda, lda, x + j, y);
+    for (; j < n; ++j) addColumns<1>(rows, a + j * lda, lda, x + j, y);
+    if (rows < m) addParts(m - rows, n, a + rows, lda, x, y + rows);
 }
 
 // The sum of the lanes, by halves.
