@@ -1,10 +1,11 @@
 // Storage blocks, and the free list of their records.
+#include "linalg/block.h"
+
 #include <array>
 #include <cstdint>
 #include <new>
 
 #include "Base/ma.h"
-#include "KelvoBase/vec.h"
 
 namespace {
 
@@ -76,4 +77,8 @@ RWBlock::~RWBlock() {
 
 void RWBlock::destroy() {
     delete this;
+}
+
+RWBlock* kelvo::linalg::newBlock(unsigned count, unsigned elementSize) {
+    return new RWBlock(count, elementSize);
 }
