@@ -12,8 +12,14 @@ int statusLineColumns();
 /// wait for keys, shows nothing, leaves the terminal as it was. False without such a terminal.
 bool escapePressed();
 
-/// True while the process is known to have one thread only; then locks may be left out. May always
-/// be false. Never changes from false to true while a second thread runs.
-bool singleThreaded();
+/// Not 0 while the process is known to have one thread only; may always be 0. Never changes from 0
+/// while a second thread runs. Never null, not even before constructors run.
+extern const char* const singleThreadFlag;
+
+/// True while the process is known to have one thread only; then locks may be left out. Inline,
+/// because small vectors ask it twice each.
+inline bool singleThreaded() {
+    return *singleThreadFlag != 0;
+}
 
 }  // namespace kelvo::port

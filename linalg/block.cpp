@@ -1,10 +1,11 @@
 // Storage blocks, and the free list of their records.
+#include "linalg/block.h"
+
 #include <array>
 #include <cstdint>
 #include <new>
 
 #include "Base/ma.h"
-#include "KelvoBase/vec.h"
 
 namespace {
 
@@ -15,13 +16,14 @@ struct FreeRecords {
 };
 
 // Classes are steps of half a pointer; a record of one word and a pointer, class 4 of 5, is the
-// largest request seen so far. Records stay here until the end of the process.
+// largest request seen so far. Records stay here until the end of the process. Nothing at all is a
+// request of the smallest class.
 constexpr std::size_t kClassStep = sizeof(void*) / 2;
 constexpr std::size_t kClasses = 5;
 constinit std::array<FreeRecords, kClasses> g_free{};
 
 constexpr std::size_t classOf(std::size_t size) {
-    return (size + kClassStep - 1) / kClassStep;
+    return size > 0 ? (size + kClassStep - 1) / kClassStep : 1;
 }
 static_assert(classOf(sizeof(RWBlock)) == 4);
 
@@ -76,4 +78,8 @@ RWBlock::~RWBlock() {
 
 void RWBlock::destroy() {
     delete this;
+}
+
+RWBlock* kelvo::linalg::newBlock(unsigned count, unsigned elementSize) {
+    return new RWBlock(count, elementSize);
 }

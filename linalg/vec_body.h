@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "linalg/block.h"
 #include "linalg/element_loops.h"
 #include "linalg/vec_access.h"
 #include "linalg/vec_names.h"
@@ -21,7 +22,7 @@ T VecBody<T, Vec, Pick>::scratch = T();
 
 template <class T, class Vec, class Pick>
 VecBody<T, Vec, Pick>::VecBody(unsigned n)
-    : block_(new RWBlock(n, sizeof(T))),
+    : block_(newBlock(n, sizeof(T))),
       begin_(static_cast<T*>(block_->data())),
       length_(n),
       stride_(1) {

@@ -41,33 +41,37 @@ inline int nextCharacter(std::istream& is) {
     return c;
 }
 
-// Fills a vector from the front and lengthens it on the way. Steps grow with the length, so that
-// long input takes linear time.
+// Collects elements, in steps that grow with their number, so that long input takes linear time.
 template <class Vec>
-class Appender {
+class Collector {
   public:
-    explicit Appender(Vec& v) : v_(v) {}
-
     bool read(std::istream& is) {
         typename Vec::value_type value;
         if (!readElement(is, value)) return false;
-        if (count_ == v_.length()) v_.resize(count_ + std::max(kStep, count_ / 2));
-        elementAt(v_, count_++) = value;
+        if (count_ == values_.length()) values_.resize(count_ + std::max(kStep, count_ / 2));
+        elementAt(values_, count_++) = value;
         return true;
     }
-    void finish() { v_.resize(count_); }
     bool isFull() const { return count_ > kMost; }
+
+    // Other views of v keep their elements, unless v has this length already.
+    void giveTo(Vec& v) {
+        values_.resize(count_);
+        if (v.length() == count_)
+            v = values_;
+        else
+            v.reference(values_);
+    }
 
   private:
     static constexpr unsigned kStep = 128;
     static constexpr unsigned kMost = std::numeric_limits<unsigned>::max() / 2;
-    Vec& v_;
+    Vec values_;
     unsigned count_ = 0;
 };
 
-template <class T, class Vec, class Pick>
-void VecBody<T, Vec, Pick>::scanFrom(std::istream& is) {
-    Appender<Vec> elements(self());
+template <class Vec>
+void readAll(std::istream& is, Collector<Vec>& elements) {
     int c = nextCharacter(is);
     if (c == '[') {
         for (c = nextCharacter(is); is && c != ']' && !elements.isFull(); c = nextCharacter(is)) {
@@ -80,7 +84,18 @@ void VecBody<T, Vec, Pick>::scanFrom(std::istream& is) {
         while (!elements.isFull() && elements.read(is)) {
         }
     }
-    elements.finish();
+}
+
+template <class T, class Vec, class Pick>
+void VecBody<T, Vec, Pick>::scanFrom(std::istream& is) {
+    Collector<Vec> elements;
+    try {
+        readAll(is, elements);
+    } catch (...) {
+        elements.giveTo(self());
+        throw;
+    }
+    elements.giveTo(self());
 }
 
 template <class T, class Vec, class Pick>

@@ -90,9 +90,9 @@ class KELVO_API VecBody {
     }
     ~VecBody() { block_->removeReference(); }
 
-    /// The address of element 0; null for a vector without elements. Element i is at
-    /// data()[i * stride()]. When NOMEM was reported and the handler returned, stride() is 0 and
-    /// this is the scratch cell.
+    /// The address of element 0; of no use (null, but for slices) for a vector without elements.
+    /// Element i is at data()[i * stride()]. When NOMEM was reported and the handler returned,
+    /// stride() is 0 and this is the scratch cell.
     T* data() { return begin_; }
     const T* data() const { return begin_; }
     /// Number of elements.
@@ -183,7 +183,9 @@ class KELVO_API VecBody {
     /// the set number of elements go on lines of that many, after a line with only the bracket.
     void printOn(std::ostream& os) const;
     /// Reads "[1 2 3]", or bare numbers up to the first thing that is none, and takes the length
-    /// over (resize). Ends early, without a report, where the stream fails.
+    /// over as resize does: other views keep what they have, but where the length stays the values
+    /// are stored for all views. Ends early, without a report, where the stream fails; what was
+    /// read until then counts, also when the stream throws.
     void scanFrom(std::istream& is);
     friend std::ostream& operator<<(std::ostream& os, const Vec& v) {
         v.printOn(os);
@@ -288,7 +290,7 @@ class KELVO_API DoubleVec : public kelvo::linalg::VecBody<double, DoubleVec, Dou
     unsigned countZero(double tol) const;
     /// Number of elements within tol of `value`.
     unsigned countValue(double value, double tol) const;
-    /// Indices, ascending, of the elements within tol of 0. The results of this and the next five
+    /// Indices, ascending, of the elements within tol of 0. The results of this and the next four
     /// are slices of a block as long as this vector.
     IntVec zeroIndex(double tol) const;
     /// Indices of the elements not within tol of 0.

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <climits>
+#include <cstdint>
 #include <functional>
 #include <limits>
 #include <vector>
@@ -254,6 +255,13 @@ TEST(Vec, BlockRecordsComeBackLastInFirstOut) {
         EXPECT_EQ(blocks[static_cast<std::size_t>(i)], drain.back()) << i;
     }
     for (RWBlock* block : drain) delete block;
+    // A request of 0 bytes is one of the smallest class.
+    void* record = RWBlock::operator new(0);
+    const auto address = reinterpret_cast<std::uintptr_t>(record);
+    RWBlock::operator delete(record, 0);
+    record = RWBlock::operator new(1);
+    EXPECT_EQ(address, reinterpret_cast<std::uintptr_t>(record));
+    RWBlock::operator delete(record, 1);
 }
 
 TEST(Vec, MixedTypesConvertUpwards) {

@@ -7,12 +7,10 @@
 
 namespace kelvo::port {
 
-bool singleThreaded() {
 #if defined(KELVO_HAS_SINGLE_THREADED)
-    return __libc_single_threaded != 0;
+constinit const char* const singleThreadFlag = &__libc_single_threaded;
 #else
-    return false;
+constinit const char* const singleThreadFlag = "";
 #endif
-}
 
 }  // namespace kelvo::port
