@@ -19,6 +19,13 @@ inline unsigned elementCount(int tuple, int rows, int cols = 1) {
     return 0;
 }
 
+/// `elements`, unless they are more than an int can count: then NOMEM is reported and there are none.
+inline DoubleVec countable(const DoubleVec& elements) {
+    if (elements.length() <= INT_MAX) return elements;
+    reportMathErrorId(linalg::kNoMemory, "RWBlock");
+    return DoubleVec();
+}
+
 /// True when every index lies in 0 .. limit - 1.
 inline bool allBelow(const IntVec& indices, int limit) {
     for (int k = 0; k < static_cast<int>(indices.length()); ++k) {

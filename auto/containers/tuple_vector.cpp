@@ -7,6 +7,7 @@
 #include "util/bounds_report.h"
 
 using kelvo::containers::allBelow;
+using kelvo::containers::countable;
 using kelvo::containers::elementCount;
 using kelvo::linalg::VecAccess;
 
@@ -37,7 +38,7 @@ TtupleVector::TtupleVector(int tuple, int n, double** points)
     : tupleSize_(std::max(tuple, 1)), data_(gathered(tuple, n, points)) {}
 
 TtupleVector::TtupleVector(int tuple, const DoubleVec& elements)
-    : tupleSize_(std::max(tuple, 1)), data_(elements) {}
+    : tupleSize_(std::max(tuple, 1)), data_(countable(elements)) {}
 
 TtupleVector& TtupleVector::operator=(const TtupleVector& other) {
     data_ = other.data_;

@@ -146,6 +146,8 @@ TEST(TupleVector, AssignmentLengthsAndText) {
     EXPECT_EQ(vectorOf({4, 4, 5, 5, 5, 5}), elements);
     EXPECT_EQ(0, TtupleVector(INT_MAX, INT_MAX, 0.0).points());
     EXPECT_EQ("[NOMEM: RWBlock]: Out of memory", errors.takeText());
+    EXPECT_EQ(0, TtupleVector(1, ramp(1).slice(0, 3000000000u, 0)).points());
+    EXPECT_EQ("[NOMEM: RWBlock]: Out of memory", errors.takeText());
     EXPECT_EQ(vectorOf({5, 0, 1e200}), TtupleVector(2, vectorOf({3, 4, 0, 0, 1e200, 0})).vecLen());
     std::stringstream printed, raw;
     TtupleVector(2, ramp(4)).printOn(printed);

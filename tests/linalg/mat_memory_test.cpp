@@ -1,7 +1,8 @@
-// What could break: operations on matrices whose elements could not be allocated, and storage that
-// is lost when a handler throws.
+// What could break: operations on matrices whose elements could not be allocated, storage that is
+// lost when a handler throws, and products while the process ends.
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <sstream>
 
 #include "Base/ma.h"
@@ -97,6 +98,23 @@ TEST(MatMemory, AHandlerThatThrowsLosesNothing) {
     EXPECT_EQ("1 1 1|1 1 1", kelvo::test::text(a));
     EXPECT_EQ("1 0|1 1", kelvo::test::text(lower));
     EXPECT_EQ(before + 3, MA_liveBlocks());
+}
+
+// Multiplies when the thread-local objects are gone.
+struct LateProduct {
+    DoubleGenMat a{200, 200, 1.0};
+    ~LateProduct() {
+        if (transposeProduct(a, a).val(199, 199) != 200.0) std::_Exit(1);
+    }
+};
+
+TEST(MatMemory, StaticObjectsMultiplyInTheirDestructors) {
+    const auto endProcess = [] {
+        static const LateProduct late;
+        transposeProduct(late.a, late.a);
+        std::exit(0);
+    };
+    EXPECT_EXIT(endProcess(), testing::ExitedWithCode(0), "");
 }
 
 }  // namespace
