@@ -9,9 +9,9 @@ namespace {
 // function's squares over the points.
 constexpr double kFreeTolerance = 1e-7;  // diagonal of R at which a column counts as dependent
 constexpr double kWeakSupport = 0.05;    // support below which fairness helps
-constexpr double kFairness = 0.02;       // weight of a bend of the net at a free coefficient
+constexpr double kFairness = 0.05;       // weight of a bend of the net at a free coefficient
 constexpr double kAnchor = 1e-7;         // weight that keeps the net at the plane if nothing else
-constexpr int kRounds = 10;              // that take the pull of fairness off what points support
+constexpr int kRounds = 40;  // at most, that take the pull of fairness off what points support
 
 /// The system of one fit. Blocks run along the direction with more spans, so that they are small.
 /// Unknowns are the distances of the control points from where the flat rectangle has them: flat
@@ -38,6 +38,11 @@ class Assembly {
     double alongOf(const CloudPoint& p) const { return turned_ ? p.v : p.u; }
     double acrossOf(const CloudPoint& p) const { return turned_ ? p.u : p.v; }
 
+    /// How far a point is from the flat rectangle, in diagonals.
+    Vec3 offsetOf(const CloudPoint& p) const {
+        return (1 / cloud_.diagonal) * (p.at - cloud_.frame.at(p.u, p.v));
+    }
+    double pointSquares() const;
     void sortByWindow();
     void measureSupport();
     void addPoints(BandedLeastSquares& system, int window) const;
@@ -45,8 +50,8 @@ class Assembly {
     void addBend(BandedLeastSquares& system, int window, int i, int j, bool alongIt) const;
     int rateColumns(const std::vector<int>& freeColumns);
     void solveFair(const BandedLeastSquares& plain, SplineFit& fit) const;
-    std::vector<double> gradient(const BandedLeastSquares& system,
-                                 const std::vector<double>& x) const;
+    std::vector<double> gradient(const BandedLeastSquares& system, const std::vector<double>& x,
+                                 double& squares) const;
     void store(const std::vector<double>& solution, SplineFit& fit) const;
 
     const Cloud& cloud_;
@@ -96,10 +101,16 @@ void Assembly::addPoints(BandedLeastSquares& system, int window) const {
             for (int j = 0; j < 4; ++j)
                 coefficient(row, window, window + i, b.span + j) =
                     a.value[static_cast<std::size_t>(i)] * b.value[static_cast<std::size_t>(j)];
-        const Vec3 off = p.at - cloud_.frame.at(p.u, p.v);
+        const Vec3 offset = offsetOf(p);
         for (int side = 0; side < 3; ++side)
-            row[BandedLeastSquares::kBand * across_.size() + side] = off[side] / cloud_.diagonal;
+            row[BandedLeastSquares::kBand * across_.size() + side] = offset[side];
     }
+}
+
+double Assembly::pointSquares() const {
+    double sum = 0;
+    for (const CloudPoint& p : cloud_.points) sum += dot(offsetOf(p), offsetOf(p));
+    return sum;
 }
 
 // A row that asks for no bend of the net at the coefficient (i, j), along the blocks or across.
@@ -174,9 +185,13 @@ void Assembly::solve(SplineFit& fit) {
 
 // Fairness pulls a little at coefficients that points do support. The rounds after the first ask it
 // of the correction only, which lets these go where least squares wants them; what points leave
-// open has nothing to correct (iterated Tikhonov regularisation). The points come in as the
-// equations of the plain system.
+// open has nothing to correct (iterated Tikhonov regularisation). They end when the pull costs no
+// more than the weak coefficients could have taken off pure noise: further ones would follow it.
+// The points come in as the equations of the plain system.
 void Assembly::solveFair(const BandedLeastSquares& plain, SplineFit& fit) const {
+    double leastSquares = pointSquares();
+    for (const auto& [window, row] : plain.equations())
+        for (auto side = row.end() - 3; side != row.end(); ++side) leastSquares -= *side * *side;
     const auto width = static_cast<std::size_t>(BandedLeastSquares::kBand * across_.size());
     BandedLeastSquares fair(along_.size(), across_.size(), 0.0);
     auto equation = plain.equations().begin();
@@ -195,17 +210,22 @@ void Assembly::solveFair(const BandedLeastSquares& plain, SplineFit& fit) const 
         addFairness(fair, window);
     }
     fair.finish();
+    const double freedom = static_cast<double>(cloud_.points.size()) - fit.rank;
+    const double variance = leastSquares / std::max(freedom, 1.0);
     std::vector<double> solution = fair.solve();
     for (int round = 1; round < kRounds && fair.rank() == fair.columns(); ++round) {
-        const std::vector<double> correction = fair.solveNormal(gradient(plain, solution));
+        double excess = 0;
+        const std::vector<double> g = gradient(plain, solution, excess);
+        if (excess <= fit.weakColumns * variance) break;
+        const std::vector<double> correction = fair.solveNormal(g);
         for (std::size_t c = 0; c < solution.size(); ++c) solution[c] += correction[c];
     }
     store(solution, fit);
 }
 
-// A^T (b - A x), for the equations A x = b.
+// A^T (b - A x) and the square of b - A x, for the equations A x = b.
 std::vector<double> Assembly::gradient(const BandedLeastSquares& system,
-                                       const std::vector<double>& x) const {
+                                       const std::vector<double>& x, double& squares) const {
     std::vector<double> g(x.size(), 0.0);
     const auto size = static_cast<std::size_t>(across_.size());
     const std::size_t width = BandedLeastSquares::kBand * size;
@@ -216,6 +236,7 @@ std::vector<double> Assembly::gradient(const BandedLeastSquares& system,
             double r = row[width + side];
             for (std::size_t c = 0; c < used; ++c) r -= row[c] * x[first + 3 * c + side];
             for (std::size_t c = 0; c < used; ++c) g[first + 3 * c + side] += row[c] * r;
+            squares += r * r;
         }
     }
     return g;

@@ -198,17 +198,31 @@ TEST(KelvofitScattered, NoiseStopsTheRefinementAndHolesAreFilledSmoothly) {
     for (const Point& p : mesh.points) EXPECT_LT(std::abs(p.z), 0.5) << "at " << p.x << ", " << p.y;
 }
 
+TEST(KelvofitScattered, FewNoisyPointsAreNotFollowed) {
+    std::mt19937 random(4);
+    std::uniform_real_distribution<double> place(0, 1);
+    std::normal_distribution<double> height(0, 0.05);
+    std::vector<Point> points;
+    for (int k = 0; k < 150; ++k) points.push_back({place(random), place(random), height(random)});
+    const Bench bench;
+    bench.write("a.xyz", xyz(points));
+    ASSERT_EQ(0, bench.run({"-q", "-o", "out", "a.xyz"}).code);
+    const Json report = bench.report("out");
+    EXPECT_EQ("refining no longer helps", report["status"].string);
+    EXPECT_LE(report["fit"]["coefficients"].number, 25);
+}
+
 TEST(KelvofitScattered, EmptyRegionsLeaveFreeColumnsAndTheRestIsFitted) {
     const Bench bench;
     bench.write("a.xyz", xyz(landscape(6000, 0)));
-    ASSERT_EQ(0, bench.run({"-q", "-o", "out", "-t", "2e-5", "a.xyz"}).code);
+    ASSERT_EQ(0, bench.run({"-q", "-o", "out", "-t", "5e-5", "a.xyz"}).code);
     const Json report = bench.report("out");
     const Json& fit = report["fit"];
     EXPECT_EQ("tolerance reached", report["status"].string);
     EXPECT_GT(fit["free_columns"].number, 0);
     EXPECT_EQ(fit["coefficients"].number, fit["rank"].number + fit["free_columns"].number);
     EXPECT_GE(fit["weak_columns"].number, fit["free_columns"].number);
-    EXPECT_LT(report["deviation"]["at_parameter"]["largest"].number, 2e-5);
+    EXPECT_LT(report["deviation"]["at_parameter"]["largest"].number, 5e-5);
     EXPECT_LE(report["deviation"]["to_surface"]["largest"].number,
               report["deviation"]["at_parameter"]["largest"].number);
     const ObjFile mesh = readObj(bench.read("out/surface.obj"));
