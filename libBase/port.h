@@ -12,8 +12,13 @@ int statusLineColumns();
 /// wait for keys, shows nothing, leaves the terminal as it was. False without such a terminal.
 bool escapePressed();
 
+/// Not 0 while the process has one thread only, as far as the system can tell. Never null.
+extern const char* const oneThreadFlag;
+
 /// True while the process is known to have one thread only; then locks may be left out. May always
 /// be false. Never changes from false to true while a second thread runs.
-bool singleThreaded();
+inline bool singleThreaded() {
+    return *oneThreadFlag != 0;
+}
 
 }  // namespace kelvo::port

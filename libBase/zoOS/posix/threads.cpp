@@ -7,12 +7,10 @@
 
 namespace kelvo::port {
 
-bool singleThreaded() {
 #if defined(KELVO_HAS_SINGLE_THREADED)
-    return __libc_single_threaded != 0;
+const char* const oneThreadFlag = &__libc_single_threaded;
 #else
-    return false;
+const char* const oneThreadFlag = "";
 #endif
-}
 
 }  // namespace kelvo::port
