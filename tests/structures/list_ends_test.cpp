@@ -74,7 +74,9 @@ class History {
         ASSERT_EQ(each.model, visibleItems(each.handle.get()));
         void* last = each.handle->methods->tail(each.handle.get(), &status_);
         ASSERT_EQ(each.model.empty(), last == nullptr);
-        if (last) ASSERT_EQ(each.model.back(), value(*static_cast<void**>(last)));
+        if (last) {
+            ASSERT_EQ(each.model.back(), value(*static_cast<void**>(last)));
+        }
     }
 
   private:
@@ -83,7 +85,7 @@ class History {
         Items model;
     };
 
-    unsigned below(unsigned n) { return random_() % n; }
+    unsigned below(unsigned n) { return static_cast<unsigned>(random_() % n); }
     std::uintptr_t fresh() { return ++lastItem_; }
 
     void append(Each& each, unsigned count) {

@@ -81,7 +81,9 @@ class Pair {
         int status = -1;
         const int result = list.methods->add(&list, item(each), withStatus ? &status : nullptr);
         ASSERT_EQ(model.shows(each), result);
-        if (withStatus) ASSERT_EQ(!result ? 16 : model.comparator ? 0 : 14, status);
+        if (withStatus) {
+            ASSERT_EQ(!result ? 16 : model.comparator ? 0 : 14, status);
+        }
         if (!result) return;
         model.insert(each);
         if (!withStatus || !model.comparator) model.ordered = 0;
@@ -96,10 +98,13 @@ class Pair {
             ASSERT_EQ(nullptr, next);
             return;
         }
-        const auto following = std::find_if(model.items.erase(place), model.items.end(),
-                                            [&](auto other) { return model.shows(other); });
+        const auto behind = model.items.erase(place);
+        const auto following =
+            std::find_if(behind, model.items.end(), [&](auto other) { return model.shows(other); });
         ASSERT_EQ(following == model.items.end(), next == nullptr);
-        if (next) ASSERT_EQ(*following, value(*static_cast<void**>(next)));
+        if (next) {
+            ASSERT_EQ(*following, value(*static_cast<void**>(next)));
+        }
     }
 
     void sort() {
@@ -142,7 +147,9 @@ class Pair {
             const bool there = model.visiblePlace(each) != model.items.end();
             ASSERT_EQ(there, m.contains_item(&list, item(each), &status));
             ASSERT_EQ(there ? 0 : 12, status);
-            if (each != 0) ASSERT_EQ(there, m.find(&list, nullptr, item(each), &status) != nullptr);
+            if (each != 0) {
+                ASSERT_EQ(there, m.find(&list, nullptr, item(each), &status) != nullptr);
+            }
         }
     }
 
@@ -189,7 +196,7 @@ TEST_P(ListModel, BehavesAsAVector) {
     for (unsigned seed = 1; seed <= 60; ++seed) {
         SCOPED_TRACE(testing::Message() << "seed " << seed);
         std::mt19937 random(seed);
-        const auto below = [&](unsigned n) { return random() % n; };
+        const auto below = [&](unsigned n) { return static_cast<unsigned>(random() % n); };
         Pair pairs[2] = {Pair(GetParam()), Pair(GetParam())};
         for (int step = 0; step < 400; ++step) {
             Pair& pair = pairs[below(2)];
