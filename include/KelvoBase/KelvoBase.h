@@ -2,9 +2,13 @@
 // regex.h is the heaviest of them.
 #pragma once
 
+#include "KelvoBase/aa_debug.h"
+#include "KelvoBase/an_anim_list.h"
 #include "KelvoBase/angles.h"
 #include "KelvoBase/base_reporter.h"
 #include "KelvoBase/behaviour.h"
+#include "KelvoBase/ds_lists.h"
+#include "KelvoBase/ds_structures.h"
 #include "KelvoBase/font_properties.h"
 #include "KelvoBase/gen_mat.h"
 #include "KelvoBase/geometry_fwd.h"
@@ -22,3 +26,6 @@
 #include "KelvoBase/tuple_containers.h"
 #include "KelvoBase/vec.h"
 #include "KelvoBase/vectors.h"
+#include "KelvoBase/vl_ll.h"
+#include "KelvoBase/vl_register.h"
+#include "KelvoBase/vl_status.h"

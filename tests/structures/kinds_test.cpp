@@ -1,0 +1,226 @@
+// The engine over every kind: lists of both forms and an array that the library has never seen. What
+// could break is a slot called with the wrong handle, comparator, filter or status, or a leak.
+#include "tests/structures/array_kind.h"
+#include "tests/structures/list_support.h"
+#include "tests/support/child_process.h"
+#include "tests/support/report_capture.h"
+
+namespace kelvo::test {
+namespace {
+
+const Kind kAllKinds[] = {kKinds[0], kKinds[1], {"array", arrayMethods}};
+
+// A structure on the heap, as the engine's destructor wants it. No registry is needed for it.
+DS* newStructure(const Kind& kind, const Items& items, Comparator comparator = Ds_fifo_comparator,
+                 Filter filter = nullptr) {
+    int status = 0;
+    DS* handle = DS_create_type(99, &status);
+    handle->methods = kind.methods();
+    if (handle->methods->allocate) handle->data = handle->methods->allocate(handle, &status);
+    handle->comparator = comparator;
+    addAll(handle, items);
+    handle->filter = filter;
+    return handle;
+}
+
+class EngineKinds : public testing::TestWithParam<Kind> {
+  protected:
+    void TearDown() override { EXPECT_EQ(0, g_liveArrays); }
+    DS* make(const Items& items, Comparator comparator = Ds_fifo_comparator,
+             Filter filter = nullptr) {
+        return newStructure(GetParam(), items, comparator, filter);
+    }
+    int status = -1;
+};
+INSTANTIATE_TEST_SUITE_P(Kinds, EngineKinds, testing::ValuesIn(kAllKinds), [](const auto& kind) {
+    return std::string(kind.index == 2 ? "array" : kind.index == 1 ? "doubly" : "singly");
+});
+
+TEST_P(EngineKinds, MergeTakesWhatIsVisible) {
+    const struct {
+        const char* what;
+        Items a, b;
+        Comparator comparator;
+        Filter filterA, filterB;
+        Items merged;
+    } rows[] = {
+        {"behind each other", {5, 1}, {3, 5}, Ds_fifo_comparator, nullptr, nullptr, {5, 1, 3, 5}},
+        {"in order", {5, 1, 3}, {4, 3}, Ds_default_comparator, nullptr, nullptr, {1, 3, 3, 4, 5}},
+        {"hidden ones stay behind",
+         {1, 2, 4},
+         {1, 2},
+         Ds_default_comparator,
+         isEven,
+         isEven,
+         {2, 2, 4}},
+        {"empty", {}, {2}, Ds_fifo_comparator, nullptr, nullptr, {2}},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.what);
+        Owned a(make(row.a, row.comparator, row.filterA));
+        Owned b(make(row.b, row.comparator, row.filterB));
+        Owned merged(DS_merge(a.get(), b.get(), &status));
+        ASSERT_NE(nullptr, merged.get());
+        EXPECT_EQ(0, status);
+        EXPECT_EQ(row.merged, allItems(*merged.get()));
+        EXPECT_EQ(row.filterA, merged->filter);
+        EXPECT_EQ(1, merged->ordered);
+        Owned silent(DS_merge(a.get(), nullptr, nullptr));
+        EXPECT_EQ(row.a.empty(), silent->ordered) << "adds without a status give up the order";
+        Owned only(DS_merge(nullptr, b.get(), &status));
+        EXPECT_EQ(visibleItems(b.get()), allItems(*only.get()));
+    }
+    Owned a(make({2, 4}, Ds_fifo_comparator, isEven)), odd(make({6, 7}));
+    EXPECT_EQ(nullptr, DS_merge(a.get(), odd.get(), &status));
+    EXPECT_EQ(16, status);
+    Owned unordered(make({1}, nullptr)), alike(make({2}, nullptr));
+    Owned both(DS_merge(unordered.get(), alike.get(), &status));
+    EXPECT_EQ(14, status);
+    EXPECT_EQ(0, both->ordered);
+}
+
+TEST_P(EngineKinds, SetsCompareByValue) {
+    Owned a(make({4, 1, 4, 0, 6}, Ds_filo_comparator)), b(make({4, 0}, Ds_filo_comparator));
+    Owned rest(DS_difference(a.get(), b.get(), &status));
+    EXPECT_EQ(0, status);
+    EXPECT_EQ((Items{1, 6}), visibleItems(rest.get()));  // taken as 6, 1 and put first each time
+    EXPECT_EQ(1, rest->ordered);
+    Owned common(DS_intersect(a.get(), b.get(), &status));
+    EXPECT_EQ((Items{4, 4, 0}), visibleItems(common.get()));
+    Owned silent(DS_intersect(a.get(), b.get(), nullptr));
+    EXPECT_EQ(0, silent->ordered);
+    b->ordered = 0;
+    Owned unsure(DS_difference(a.get(), b.get(), &status));
+    EXPECT_EQ(0, unsure->ordered);
+    EXPECT_EQ(nullptr, DS_difference(b.get(), a.get(), &status));  // none left: null, no failure
+    EXPECT_EQ(0, status);
+    b->filter = isSmall;  // hides the 4 from the question as well
+    Owned more(DS_difference(a.get(), b.get(), &status));
+    EXPECT_EQ((Items{4, 1, 4, 6}), visibleItems(more.get()));
+}
+
+TEST_P(EngineKinds, StrangersDoNotMix) {
+    using Operation = DS* (*)(DS*, DS*, int*);
+    Owned a(make({1})), other(make({1}, Ds_filo_comparator));
+    DS bare = {1, nullptr, Ds_fifo_comparator, nullptr, nullptr};
+    static DsMethods foreign = *Ds_dlist_get_methods();
+    foreign.merge = [](DS*, DS*, int*) -> void* { return nullptr; };
+    foreign.difference = foreign.intersect = foreign.merge;
+    DS stranger = {1, nullptr, Ds_fifo_comparator, nullptr, &foreign};
+    for (Operation operation : {DS_merge, DS_difference, DS_intersect}) {
+        EXPECT_EQ(nullptr, operation(a.get(), other.get(), &status));
+        EXPECT_EQ(7, status);
+        EXPECT_EQ(nullptr, operation(a.get(), &stranger, &status));
+        EXPECT_EQ(7, status);
+        EXPECT_EQ(nullptr, operation(&bare, a.get(), &status));
+        EXPECT_EQ(1, status);
+        EXPECT_EQ(nullptr, operation(nullptr, nullptr, &status));
+        EXPECT_EQ(1, status);
+    }
+    EXPECT_EQ(nullptr, DS_difference(a.get(), nullptr, &status));
+    EXPECT_EQ(1, status);
+}
+
+TEST_P(EngineKinds, DuplicateKeepsEverything) {
+    Owned source(make({3, 1, 2}, Ds_filo_comparator, isEven));
+    source->ordered = 0;
+    Owned copy(DS_duplicate(source.get(), 0, 0, &status));
+    EXPECT_EQ(allItems(*source.get()), allItems(*copy.get()));
+    EXPECT_NE(source->data, copy->data);
+    EXPECT_EQ(isEven, copy->filter);
+    EXPECT_EQ(Ds_filo_comparator, copy->comparator);
+    EXPECT_EQ(0, copy->ordered);
+    EXPECT_EQ(nullptr, DS_duplicate(nullptr, 0, 0, &status));
+    EXPECT_EQ(1, status);
+    if (GetParam().methods != arrayMethods) return;
+    Owned longer(DS_duplicate(source.get(), 2, 8, &status));
+    EXPECT_EQ((Items{2, 1, 3, 8, 8}), allItems(*longer.get()));
+    EXPECT_EQ(nullptr, DS_duplicate(source.get(), -1, 0, &status));
+}
+
+TEST_P(EngineKinds, RemovesWhatIsNotKept) {
+    int released = 0;
+    const auto count = [](void*, void* counter) { ++*static_cast<int*>(counter); };
+    Owned a(make({0, 3, 0, 0, 2, 1, 0}));
+    EXPECT_EQ(1, DS_remove_nulls(a.get(), &status));
+    EXPECT_EQ(0, status);
+    EXPECT_EQ((Items{3, 2, 1}), visibleItems(a.get()));
+    EXPECT_EQ(0, a->ordered);
+    EXPECT_EQ(Ds_fifo_comparator, a->comparator);
+    a->filter = isEven;  // no registry of filters: hidden ones are removed as well
+    EXPECT_EQ(1, DS_remove_unfiltered_items(a.get(), nullptr, pointer(+count), &released, &status));
+    EXPECT_EQ(3, released);
+    EXPECT_EQ(isEven, a->filter);
+    EXPECT_EQ(Items{}, allItems(*a.get()));
+    EXPECT_EQ(1, DS_remove_nulls(a.get(), &status));
+    EXPECT_EQ(0, status) << "an empty structure is no failure";
+    EXPECT_EQ(0, DS_remove_nulls(nullptr, &status));
+    EXPECT_EQ(1, status);
+}
+
+TEST_P(EngineKinds, HiddenItemsStayOnceFiltersAreRegistered) {
+    EXPECT_TRUE(passesInChild([] {
+        int status = 0;
+        Ds_register_structure(2, Ds_slist_get_methods(), &status);
+        DS_register_filter(1, pointer(isEven), &status);
+        Owned a(newStructure(GetParam(), {1, 0, 2, 3}, Ds_fifo_comparator, isEven));
+        EXPECT_EQ(1, DS_remove_unfiltered_items(a.get(), nullptr, nullptr, nullptr, &status));
+        EXPECT_EQ(0, status);
+        EXPECT_EQ((Items{1, 3}), allItems(*a.get()));
+    }));
+}
+
+void printShort(void* item, int argument) {
+    rptDebug(argument, "<%d>\n", static_cast<int>(value(item)));
+}
+
+TEST_P(EngineKinds, PrintsItsVisibleItems) {
+    Owned a(make({2, 3, 0}, Ds_fifo_comparator, isEven));
+    a->ordered = 0;
+    char text[160];
+    std::string expected;
+    const auto expect = [&](const char* format, const void* word) {
+        std::snprintf(text, sizeof text, format, value(word));
+        expected += text;
+    };
+    for (const bool own : {true, false}) {
+        expected.clear();
+        expect("Structure 0x%lx\n>>>", a.get());
+        expect("Filter = 0x%lx\n", pointer(isEven));
+        expect("Comparator = 0x%lx\nOrdered = FALSE\nFiltered Member list =\n>>>",
+               pointer(Ds_fifo_comparator));
+        void* first = a->methods->head(a.get(), nullptr);
+        expect("Item %#lx:\n", first);
+        expected += own ? ">>><2>\n<<<" : "0x2\n";
+        expect("Item %#lx:\n", a->methods->next(a.get(), first, nullptr));
+        expected += own ? ">>><0>\n<<<" : "0x0\n";
+        expected += "<<<<<<";
+        const ReportCapture capture;
+        EXPECT_EQ(1, (own ? DS_print_structure : DS_print)(a.get(), own ? printShort : nullptr, 0,
+                                                           &status));
+        EXPECT_EQ(expected, capture.text(rptKind::kDebug));
+        EXPECT_EQ(0, status);
+        for (const Report& report : capture.reports()) EXPECT_EQ(0, report.level);
+        EXPECT_EQ(">>>", capture.reports()[1].text);
+    }
+}
+
+TEST_P(EngineKinds, DestructorAndEmptying) {
+    int released = 0;
+    const auto count = [](void* slot, void* counter) {
+        *static_cast<int*>(counter) += static_cast<int>(value(*static_cast<void**>(slot)));
+    };
+    DS* a = make({1, 2, 4}, Ds_fifo_comparator, isNothing);
+    EXPECT_EQ(0, Ds_enumerate(a, &status));
+    EXPECT_EQ(1, DS_destructor(&a, pointer(+count), &released, &status));
+    EXPECT_EQ(nullptr, a);
+    EXPECT_EQ(7, released) << "hidden ones too";
+    a = make({8});
+    EXPECT_EQ(1, DS_empty_list(a, pointer(+count), &released, &status));
+    EXPECT_EQ(15, released);
+    EXPECT_EQ(0, Ds_enumerate(a, &status));
+    EXPECT_EQ(1, DS_destructor(&a, nullptr, nullptr, &status));
+}
+
+}  // namespace
+}  // namespace kelvo::test

@@ -1,0 +1,259 @@
+// What the model test does not see: arguments that are wrong, callbacks and the order in which
+// they come, walks, the sizes that callers rely on.
+#include <algorithm>
+#include <functional>
+
+#include "tests/structures/list_support.h"
+
+namespace kelvo::test {
+namespace {
+
+static_assert(sizeof(DS) == 5 * sizeof(void*) && sizeof(DsMethods) == 20 * sizeof(void*));
+static_assert(sizeof(Ds_dlist_node) == 3 * sizeof(void*));
+static_assert(sizeof(Ds_slist_node) == 2 * sizeof(void*));
+
+class EachKind : public testing::TestWithParam<Kind> {
+  protected:
+    DsMethods& m = *GetParam().methods();
+    int status = -1;
+};
+INSTANTIATE_TEST_SUITE_P(Kinds, EachKind, testing::ValuesIn(kKinds),
+                         [](const auto& kind) { return kind.index ? "doubly" : "singly"; });
+
+TEST_P(EachKind, WrongArgumentsGiveTheirStatus) {
+    List list(GetParam(), {1});
+    List empty(GetParam());
+    void* visit = pointer(isEven);
+    const struct {
+        const char* what;
+        std::function<std::intptr_t(int*)> call;
+        std::intptr_t result;
+        int status;
+    } rows[] = {
+        {"walk null", [&](int* s) { return m.walk(nullptr, visit, nullptr, -1, 0, s); }, 0, 1},
+        {"walk no visit", [&](int* s) { return m.walk(&list, nullptr, nullptr, -1, 0, s); }, 0, 1},
+        {"walk empty", [&](int* s) { return m.walk(&empty, visit, nullptr, -1, 0, s); }, 0, 1},
+        {"walk sideways", [&](int* s) { return m.walk(&list, visit, nullptr, 0, 2, s); }, 0, 1},
+        {"enumerate null", [&](int* s) { return m.enumerate(nullptr, s); }, -1, 1},
+        {"enumerate empty", [&](int* s) { return m.enumerate(&empty, s); }, 0, 0},
+        {"add null", [&](int* s) { return m.add(nullptr, nullptr, s); }, 0, 1},
+        {"sort null", [&](int* s) { return m.sort(nullptr, s); }, 0, 1},
+        {"sort empty", [&](int* s) { return m.sort(&empty, s); }, 0, 1},
+        {"contains null", [&](int* s) { return m.contains_item(nullptr, item(1), s); }, 0, 1},
+        {"set null", [&](int* s) { return m.set_data(nullptr, &list, nullptr, s); }, 0, 1},
+        {"set nowhere", [&](int* s) { return m.set_data(&list, nullptr, nullptr, s); }, 0, 1},
+        {"destroy null", [&](int* s) { return m.destructor(nullptr, nullptr, nullptr, s); }, 0, 1},
+        {"destroy empty", [&](int* s) { return m.destructor(&empty, nullptr, nullptr, s); }, 1, 0},
+        {"type null", [&](int* s) { return m.get_type(nullptr, s); }, -1, 1},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.what);
+        status = -1;
+        EXPECT_EQ(row.result, row.call(&status));
+        EXPECT_EQ(row.status, status);
+        EXPECT_EQ(row.result, row.call(nullptr));
+    }
+    const struct {
+        const char* what;
+        std::function<void*(int*)> call;
+        int status;
+    } nulls[] = {
+        {"head null", [&](int* s) { return m.head(nullptr, s); }, 1},
+        {"head empty", [&](int* s) { return m.head(&empty, s); }, 1},
+        {"tail null", [&](int* s) { return m.tail(nullptr, s); }, 1},
+        {"tail empty", [&](int* s) { return m.tail(&empty, s); }, 15},
+        {"next null", [&](int* s) { return m.next(nullptr, list.data, s); }, 1},
+        {"next of none", [&](int* s) { return m.next(&list, nullptr, s); }, 1},
+        {"next of last", [&](int* s) { return m.next(&list, list.data, s); }, 0},
+        {"prev null", [&](int* s) { return m.prev(nullptr, list.data, s); }, 1},
+        {"prev of none", [&](int* s) { return m.prev(&list, nullptr, s); }, 1},
+        {"prev of first", [&](int* s) { return m.prev(&list, list.data, s); }, 0},
+        {"get null", [&](int* s) { return m.get_data(nullptr, list.data, s); }, 1},
+        {"get nowhere", [&](int* s) { return m.get_data(&list, nullptr, s); }, 1},
+        {"find null", [&](int* s) { return m.find(nullptr, nullptr, item(1), s); }, 1},
+        {"find nothing", [&](int* s) { return m.find(&list, nullptr, nullptr, s); }, 1},
+        {"find missing", [&](int* s) { return m.find(&list, nullptr, item(2), s); }, 0},
+        {"find in empty", [&](int* s) { return m.find(&empty, visit, nullptr, s); }, 0},
+        {"remove null", [&](int* s) { return m.remove(nullptr, item(1), nullptr, nullptr, s); }, 1},
+        {"remove missing", [&](int* s) { return m.remove(&list, item(2), nullptr, nullptr, s); },
+         12},
+        {"merge nulls", [&](int* s) { return m.merge(nullptr, nullptr, s); }, 1},
+        {"difference null", [&](int* s) { return m.difference(nullptr, &list, s); }, 1},
+        {"intersect null", [&](int* s) { return m.intersect(&list, nullptr, s); }, 1},
+        {"nothing in common", [&](int* s) { return m.intersect(&list, &empty, s); }, 0},
+        {"duplicate null", [&](int* s) { return m.duplicate(nullptr, 0, 0, s); }, 1},
+        {"duplicate empty", [&](int* s) { return m.duplicate(&empty, 0, 0, s); }, 0},
+    };
+    for (const auto& row : nulls) {
+        SCOPED_TRACE(row.what);
+        status = -1;
+        EXPECT_EQ(nullptr, row.call(&status));
+        EXPECT_EQ(row.status, status);
+        EXPECT_EQ(nullptr, row.call(nullptr));
+    }
+}
+
+// --- Walks
+
+int visitInto(void* item, void* into, int*) {
+    static_cast<Items*>(into)->push_back(value(item));
+    return value(item) != 1;  // fails at 1
+}
+Items g_visited;
+int visitAlone(void* item, int* status) {
+    g_visited.push_back(value(item));
+    return status ? *status == 0 : 1;
+}
+
+TEST_P(EachKind, WalkVisitsWhatCountAndDirectionSay) {
+    const struct {
+        const char* what;
+        int count, direction;
+        Filter filter;
+        Items visited;
+        int status;
+    } rows[] = {
+        {"all, although the first fails", -1, 0, nullptr, {1, 2, 3, 4}, 10},
+        {"all backward", -1, 1, nullptr, {4, 3, 2, 1}, 10},
+        {"hidden ones do not count", 2, 0, isEven, {2, 4}, 0},
+        {"limited backward: the head alone", 2, 1, nullptr, {1}, 10},
+        {"limited backward, hidden head", 2, 1, isEven, {}, 0},
+        {"one", 1, 0, nullptr, {1}, 10},
+        {"none", 0, 0, nullptr, {}, 0},
+        {"less than none", -2, 0, nullptr, {}, 0},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.what);
+        List list(GetParam(), {1, 2, 3, 4}, Ds_fifo_comparator, row.filter);
+        Items visited;
+        EXPECT_EQ(row.status == 0,
+                  m.walk(&list, pointer(visitInto), &visited, row.count, row.direction, &status));
+        EXPECT_EQ(row.visited, visited);
+        EXPECT_EQ(row.status, status);
+        g_visited.clear();
+        EXPECT_EQ(1,
+                  m.walk(&list, pointer(visitAlone), nullptr, row.count, row.direction, nullptr));
+        EXPECT_EQ(row.visited, g_visited);
+    }
+}
+
+// A visitor may change the list elsewhere: here it removes the node before the one it sees.
+int removeBefore(void* item, void* list, int*) {
+    DS* handle = static_cast<DS*>(list);
+    handle->methods->remove(handle, test::item(value(item) - 1), nullptr, nullptr, nullptr);
+    return 1;
+}
+
+TEST_P(EachKind, BackwardWalkToleratesARemovalAhead) {
+    List list(GetParam(), {1, 2, 3, 4, 5, 6});
+    EXPECT_EQ(1, m.walk(&list, pointer(removeBefore), &list, -1, 1, &status));
+    EXPECT_EQ((Items{2, 4, 6}), visibleItems(&list));
+}
+
+TEST_P(EachKind, LongBackwardWalkIsNotQuadratic) {
+    List list(GetParam());
+    for (std::uintptr_t n = 0; n < 200'000; ++n) m.add(&list, item(n + 2), &status);
+    Items visited;
+    m.walk(&list, pointer(visitInto), &visited, -1, 1, &status);
+    ASSERT_EQ(200'000u, visited.size());
+    EXPECT_EQ(2u, visited.back());
+}
+
+// --- Callbacks
+
+struct Released {
+    DS* list;
+    Items items;
+    Items left;  // what the list held at each call
+};
+void releaseInto(void* slot, void* extra) {
+    auto* released = static_cast<Released*>(extra);
+    released->items.push_back(value(*static_cast<void**>(slot)));
+    released->left.push_back(
+        static_cast<std::uintptr_t>(released->list->methods->enumerate(released->list, nullptr)));
+    *static_cast<void**>(slot) = nullptr;  // allowed
+}
+int g_releases = 0;
+void releaseAlone(void* slot) {
+    g_releases += *static_cast<void**>(slot) != nullptr;
+}
+
+TEST_P(EachKind, ReleaseComesBeforeTheNodeGoes) {
+    List list(GetParam(), {7, 8, 9});
+    Released released = {&list, {}, {}};
+    void* next = m.remove(&list, item(8), pointer(releaseInto), &released, &status);
+    EXPECT_EQ(9u, value(*static_cast<void**>(next)));
+    EXPECT_EQ(1, m.destructor(&list, pointer(releaseInto), &released, &status));
+    EXPECT_EQ((Items{8, 7, 9}), released.items);
+    EXPECT_EQ((Items{3, 2, 1}), released.left);
+    EXPECT_EQ(nullptr, list.data);
+    addAll(&list, {1, 2});
+    EXPECT_EQ(item(2), *static_cast<void**>(
+                           m.remove(&list, item(1), pointer(releaseAlone), nullptr, &status)));
+    m.destructor(&list, pointer(releaseAlone), nullptr, &status);
+    EXPECT_EQ(2, g_releases);
+    g_releases = 0;
+}
+
+int isNext(void* item, void* key) {
+    return value(item) == value(key) + 1;
+}
+
+TEST_P(EachKind, FindGivesItemsToTheMatchFunction) {
+    List list(GetParam(), {3, 4, 5, 6}, Ds_fifo_comparator, isEven);
+    EXPECT_EQ(item(6), *static_cast<void**>(m.find(&list, pointer(isNext), item(5), &status)));
+    EXPECT_EQ(item(4), *static_cast<void**>(m.find(&list, pointer(isEven), nullptr, &status)));
+    EXPECT_EQ(nullptr, m.find(&list, pointer(isNext), item(4), &status));  // 5 is hidden
+    EXPECT_EQ(nullptr, m.find(&list, nullptr, item(3), &status));
+}
+
+TEST_P(EachKind, PositionsStayWhileItemsMove) {
+    List list(GetParam(), {3, 1, 2}, Ds_default_comparator);
+    void* second = m.next(&list, m.head(&list, &status), &status);
+    EXPECT_EQ(1, m.set_data(&list, second, item(9), &status));
+    EXPECT_EQ((Items{1, 9, 3}), visibleItems(&list));
+    EXPECT_EQ(1, list.ordered);  // as far as the list knows
+    m.sort(&list, &status);
+    EXPECT_EQ((Items{1, 3, 9}), visibleItems(&list));
+    EXPECT_EQ(item(3), m.get_data(&list, second, &status));
+}
+
+// The quick route for the library's comparator, at sizes on both sides of every branch, against the
+// same order asked for by a comparator of the caller, which takes the stated route.
+int callers(void* a, void* b) {
+    return Ds_default_comparator(a, b);
+}
+int sortsAnother(void* a, void* b) {
+    int status = 0;
+    List other(kKinds[0], {2, 1}, callers);
+    other.methods->sort(&other, &status);
+    return Ds_default_comparator(a, b);
+}
+
+TEST_P(EachKind, SortsAlikeByAnyRoute) {
+    std::uint64_t state = 88172645463325252u;
+    for (const std::size_t size : {1, 2, 3, 16, 511, 512, 513, 3000})
+        for (const std::uint64_t mask : {~0ull, 0xFFFFFFFFull, 0xFF00ull, 0ull, 7ull << 61}) {
+            SCOPED_TRACE(testing::Message() << size << " items, mask " << mask);
+            Items items(size);
+            for (auto& each : items) {
+                state ^= state << 13, state ^= state >> 7, state ^= state << 17;
+                each = state & mask;
+            }
+            Items sorted = items;
+            std::sort(sorted.begin(), sorted.end());
+            for (Comparator comparator : {Comparator{Ds_default_comparator}, Comparator{callers}}) {
+                List list(GetParam(), items);
+                list.comparator = comparator;
+                ASSERT_EQ(1, m.sort(&list, &status));
+                ASSERT_EQ(sorted, visibleItems(&list));
+            }
+        }
+    List nested(GetParam(), {5, 3, 4, 1, 2});
+    nested.comparator = sortsAnother;
+    EXPECT_EQ(1, m.sort(&nested, &status));
+    EXPECT_EQ((Items{1, 2, 3, 4, 5}), visibleItems(&nested));
+}
+
+}  // namespace
+}  // namespace kelvo::test
