@@ -55,6 +55,8 @@ void* allocate(std::size_t size) {
 
 extern "C" {
 
+MA_DirectUse MA_direct = {0, 0};
+
 void* MA_malloc(size_t size, int /*line*/, const char* /*file*/, int /*flag*/) {
     void* block = allocate(size);
     if (block == nullptr) return nullptr;
@@ -88,11 +90,12 @@ void MA_release(void* pointer) {
 
 void MA_failAfter(long successes) {
     g_memory.successesLeft = successes;
+    MA_direct.failing = successes >= 0;
 }
 
 long MA_liveBlocks(void) {
     const Lock lock;
-    return static_cast<long>(g_memory.tracked.size()) + g_memory.untracked;
+    return static_cast<long>(g_memory.tracked.size()) + g_memory.untracked + MA_direct.live;
 }
 
 }  // extern "C"

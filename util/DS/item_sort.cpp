@@ -1,6 +1,7 @@
 #include "util/DS/item_sort.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstdint>
 #include <cstdlib>
 #include <functional>
@@ -13,7 +14,10 @@ namespace {
 
 // Below this std::sort is quicker than filling the tables of a radix sort.
 constexpr std::size_t kRadixFrom = 512;
-constexpr int kDigits = 8;  // of 8 bits each
+constexpr std::size_t kRadixTo = 0xFFFFFFFF;  // what the counters can count
+constexpr int kDigitBits = 8;
+constexpr std::uintptr_t kDigitValues = 1 << kDigitBits;
+constexpr int kMostDigits = 8;
 
 // The comparator of the running qsort; a comparator may itself sort, so runs nest.
 Comparator g_running = nullptr;
@@ -33,24 +37,41 @@ int compareSlots(const void* a, const void* b) {
     return g_running(const_cast<void*>(a), const_cast<void*>(b));
 }
 
-unsigned digit(const void* item, int number) {
-    return (reinterpret_cast<std::uintptr_t>(item) >> (8 * number)) & 0xFF;
+std::uintptr_t valueOf(const void* item) {
+    return reinterpret_cast<std::uintptr_t>(item);
 }
 
-// Least significant digit first; digits that are the same in all items cost nothing.
-void radixSort(void** items, void** scratch, std::size_t count) {
+// Where the digits lie that differ at all.
+struct Digits {
+    int count = 0;
+    int shift[kMostDigits] = {};
+};
+
+Digits differingDigits(void* const* items, std::size_t count) {
     std::uintptr_t differing = 0;
-    for (std::size_t i = 1; i < count; ++i)
-        differing |=
-            reinterpret_cast<std::uintptr_t>(items[i]) ^ reinterpret_cast<std::uintptr_t>(items[0]);
+    for (std::size_t i = 1; i < count; ++i) differing |= valueOf(items[i]) ^ valueOf(items[0]);
+    Digits digits;
+    for (int shift = 0; shift < 64 && (differing >> shift) != 0; shift += kDigitBits) {
+        shift += std::countr_zero(differing >> shift);
+        digits.shift[digits.count++] = shift;
+    }
+    return digits;
+}
+
+// Least significant digit first.
+void radixSort(void** items, void** scratch, std::size_t count) {
+    const Digits digits = differingDigits(items, count);
+    std::uint32_t start[kMostDigits][kDigitValues] = {};
+    for (std::size_t i = 0; i < count; ++i)
+        for (int d = 0; d < digits.count; ++d)
+            ++start[d][(valueOf(items[i]) >> digits.shift[d]) % kDigitValues];
     void** from = items;
     void** to = scratch;
-    for (int d = 0; d < kDigits; ++d) {
-        if (((differing >> (8 * d)) & 0xFF) == 0) continue;
-        std::size_t start[257] = {};
-        for (std::size_t i = 0; i < count; ++i) ++start[digit(from[i], d) + 1];
-        for (int value = 0; value < 256; ++value) start[value + 1] += start[value];
-        for (std::size_t i = 0; i < count; ++i) to[start[digit(from[i], d)]++] = from[i];
+    for (int d = 0; d < digits.count; ++d) {
+        std::uint32_t sum = 0;
+        for (std::uint32_t& each : start[d]) sum += std::exchange(each, sum);
+        for (std::size_t i = 0; i < count; ++i)
+            to[start[d][(valueOf(from[i]) >> digits.shift[d]) % kDigitValues]++] = from[i];
         std::swap(from, to);
     }
     if (from != items) std::copy(from, from + count, items);
@@ -59,7 +80,7 @@ void radixSort(void** items, void** scratch, std::size_t count) {
 }  // namespace
 
 bool usesScratch(std::size_t count, Comparator comparator) {
-    return comparator == Ds_default_comparator && count >= kRadixFrom;
+    return comparator == Ds_default_comparator && count >= kRadixFrom && count <= kRadixTo;
 }
 
 void sortItems(void** items, void** scratch, std::size_t count, Comparator comparator) {

@@ -11,6 +11,7 @@
 #include "util/DS/back_steps.h"
 #include "util/DS/chain_ends.h"
 #include "util/DS/item_sort.h"
+#include "util/DS/node_memory.h"
 #include "util/status_codes.h"
 
 namespace kelvo::ds {
@@ -314,7 +315,7 @@ class ListKind {
     }
 
     static Node* newNode(void* item) {
-        auto* node = static_cast<Node*>(MA_allocate(sizeof(Node)));
+        auto* node = static_cast<Node*>(allocateNode(sizeof(Node)));
         if (!node) return nullptr;
         g_chainEnds.allocated(node);
         node->item = item;
@@ -390,7 +391,7 @@ class ListKind {
             handle->data = next;
         if constexpr (kHasPrev)
             if (next) next->prev = place.before;
-        MA_release(place.node);
+        releaseNode(place.node);
     }
 
     // Frees a chain that could not be finished.

@@ -28,11 +28,20 @@ BASE_API void* MA_allocate(size_t size);
 /// Releases a block of MA_allocate; null does nothing.
 BASE_API void MA_release(void* pointer);
 
+/// What owners of very many small blocks on the main thread need to call malloc and free themselves
+/// and still be seen by tests. They count their blocks in `live`; while `failing` is not 0 they call
+/// MA_allocate instead of malloc.
+struct MA_DirectUse {
+    long live;
+    int failing;  ///< set by MA_failAfter alone
+};
+BASE_API extern MA_DirectUse MA_direct;
+
 /// Lets `successes` more allocations of MA_malloc and MA_allocate together succeed; every later one
 /// returns null until the next call. Negative: no failures are made (as at start).
 BASE_API void MA_failAfter(long successes);
 
-/// Number of blocks of MA_malloc and MA_allocate that have not been released.
+/// Number of blocks of MA_malloc, MA_allocate and direct use that have not been released.
 BASE_API long MA_liveBlocks(void);
 
 }  // extern "C"
