@@ -29,3 +29,4 @@
 #include "KelvoBase/vl_ll.h"
 #include "KelvoBase/vl_register.h"
 #include "KelvoBase/vl_status.h"
+#include "KelvoBase/vl_warning.h"

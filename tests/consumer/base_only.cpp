@@ -33,6 +33,12 @@ int main() {
     const zoUtil::Error error(3, "no file %s", "a.tif");
     CHECK(error && error.code() == 3 && error.message() == "no file a.tif");
 
+    // The programs are found from the place of the library.
+    int code = -1;
+    CHECK(!zoOS::ProcessManager::getInstance().startSync(
+        {APP_getBinaryPath("velaWarning"), "--version"}, zoOS::Filename(), code));
+    CHECK(code == 0);
+
     int alive = 0;
     {
         zo::Reference<Counted> one(new Counted(&alive)), two(one);
