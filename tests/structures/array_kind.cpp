@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <vector>
 
-#include "KelvoBase/vl_register.h"
-
 namespace kelvo::test {
 
 int g_liveArrays = 0;
@@ -74,23 +72,9 @@ void* next(DS* handle, void* at, int* status) {
     set(status, 0);
     return visibleFrom(handle, index(at) + 1);
 }
-void* prev(DS* handle, void* at, int* status) {
-    set(status, 0);
-    for (std::size_t i = index(at); i-- > 0;)
-        if (shows(handle, array(handle)[i])) return position(i);
-    return nullptr;
-}
-void* tail(DS* handle, int* status) {
-    return prev(handle, position(array(handle).size()), status);
-}
 void* getData(DS* handle, void* at, int* status) {
     set(status, 0);
     return array(handle)[index(at)];
-}
-int setData(DS* handle, void* at, void* item, int* status) {
-    set(status, 0);
-    array(handle)[index(at)] = item;
-    return 1;
 }
 int enumerate(DS* handle, int* status) {
     set(status, 0);
@@ -117,16 +101,6 @@ void* remove(DS* handle, void* item, void* release, void* extra, int* status) {
     all.erase(all.begin() + static_cast<std::ptrdiff_t>(index(at)));
     return visibleFrom(handle, index(at));
 }
-int sort(DS* handle, int* status) {
-    set(status, 0);
-    std::sort(array(handle).begin(), array(handle).end(),
-              [&](void* a, void* b) { return handle->comparator(&a, &b) < 0; });
-    return handle->ordered = 1;
-}
-int walk(DS*, void*, void*, int, int, int* status) {
-    set(status, 9);
-    return 0;
-}
 void* select(DS* a, DS* b, bool wanted) {
     DS result = {1, nullptr, a->comparator, nullptr, a->methods};
     for (void* at = head(a, nullptr); at; at = next(a, at, nullptr)) {
@@ -143,10 +117,6 @@ void* intersect(DS* a, DS* b, int* status) {
     set(status, 0);
     return select(a, b, true);
 }
-void* merge(DS*, DS*, int* status) {
-    set(status, 4);
-    return nullptr;
-}
 void* duplicate(DS* handle, int a, int b, int* status) {
     set(status, 0);
     if (a < 0) return nullptr;
@@ -155,13 +125,27 @@ void* duplicate(DS* handle, int a, int b, int* status) {
     copy->insert(copy->end(), static_cast<std::size_t>(a), reinterpret_cast<void*>(std::size_t(b)));
     return copy;
 }
-int getType(DS* handle, int* status) {
-    return VL_get_items_registration_id(handle->methods, Ds_get_object_table(), status);
-}
-
-DsMethods g_methods = {walk,       enumerate, add,          remove,     sort,     merge,     find,
-                       difference, intersect, containsItem, getData,    setData,  duplicate, head,
-                       tail,       next,      prev,         destructor, allocate, getType};
+// Only what the engine calls; it is never registered.
+DsMethods g_methods = {.walk = nullptr,
+                       .enumerate = enumerate,
+                       .add = add,
+                       .remove = remove,
+                       .sort = nullptr,
+                       .merge = nullptr,
+                       .find = find,
+                       .difference = difference,
+                       .intersect = intersect,
+                       .contains_item = containsItem,
+                       .get_data = getData,
+                       .set_data = nullptr,
+                       .duplicate = duplicate,
+                       .head = head,
+                       .tail = nullptr,
+                       .next = next,
+                       .prev = nullptr,
+                       .destructor = destructor,
+                       .allocate = allocate,
+                       .get_type = nullptr};
 
 }  // namespace
 
