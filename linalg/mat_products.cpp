@@ -10,6 +10,7 @@
 #include "linalg/int_products.h"
 #include "linalg/kernels/gemm.h"
 #include "linalg/mat_access.h"
+#include "linalg/scratch.h"
 
 namespace kelvo::linalg {
 namespace {
@@ -23,28 +24,11 @@ using kernels::gemv;
 using kernels::gemvTransposed;
 using kernels::transpose;
 
-// Scratch of the products, kept for the next one: up to 1.2 MB a thread.
-struct Scratch {
-    std::unique_ptr<double[]> numbers;
-    std::size_t size = 0;
-
-    // Null when there is no memory.
-    double* atLeast(std::size_t count) {
-        if (count > size) {
-            size = 0;
-            numbers.reset(new (std::nothrow) double[count]);
-            if (numbers) size = count;
-        }
-        return numbers.get();
-    }
-};
-thread_local Scratch g_scratch;
-
 // Without memory for packing it only takes longer.
 void gemm(Form formA, Form formB, std::size_t m, std::size_t n, std::size_t k, const double* a,
           std::size_t lda, const double* b, std::size_t ldb, double* c, std::size_t ldc) {
     const std::size_t size = kernels::gemmWork(formA, m, n, k);
-    double* const work = size > 0 ? g_scratch.atLeast(size) : nullptr;
+    double* const work = scratchMemory(size);
     kernels::gemm(formA, formB, m, n, k, a, lda, b, ldb, c, ldc, work);
 }
 

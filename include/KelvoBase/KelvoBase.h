@@ -4,6 +4,7 @@
 
 #include "KelvoBase/base_reporter.h"
 #include "KelvoBase/behaviour.h"
+#include "KelvoBase/factorizations.h"
 #include "KelvoBase/font_properties.h"
 #include "KelvoBase/gen_mat.h"
 #include "KelvoBase/kelvo_api.h"
