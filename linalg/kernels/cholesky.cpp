@@ -1,9 +1,29 @@
 #include "linalg/kernels/cholesky.h"
 
 #include "linalg/kernels/exact_ops.h"
+#include "linalg/kernels/instruction_level.h"
+#include "linalg/kernels/solver_table.h"
 
 namespace kelvo::kernels {
 namespace {
+
+// Below this order blocks cost more than they gain.
+constexpr int kSmallest = 24;
+
+const CholeskyTable& table() {
+    switch (activeLevel()) {
+#if defined(__x86_64__)
+        case Level::kV2:
+            return v2::kCholeskyTable;
+        case Level::kV3:
+            return v3::kCholeskyTable;
+        case Level::kV4:
+            return v4::kCholeskyTable;
+#endif
+        default:
+            return base::kCholeskyTable;
+    }
+}
 
 // Exchanges rows and columns i < j of the symmetric matrix in the upper triangle.
 void exchangeSymmetric(double* a, std::ptrdiff_t lda, int p, int i, int j) {
@@ -77,11 +97,14 @@ int factorPlain(double* a, std::ptrdiff_t lda, int p, double* work, int* jpvt, c
 
 }  // namespace
 
-std::size_t dchdcScratch(int, int) {
-    return 0;
+std::size_t dchdcScratch(int p, int job) {
+    return p < kSmallest || job != 0 ? 0 : table().work(static_cast<std::size_t>(p));
 }
 
-int dchdc(double* a, std::ptrdiff_t lda, int p, double* work, int* jpvt, int job, double*) {
+int dchdc(double* a, std::ptrdiff_t lda, int p, double* work, int* jpvt, int job, double* scratch) {
+    if (scratch != nullptr && job == 0 && p >= kSmallest)
+        return table().factor(a, static_cast<std::size_t>(lda), static_cast<std::size_t>(p),
+                              scratch);
     const Range free = job != 0 ? arrange(a, lda, p, jpvt) : Range{0, 0};
     return factorPlain(a, lda, p, work, jpvt, free);
 }

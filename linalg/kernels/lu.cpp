@@ -1,9 +1,29 @@
 #include "linalg/kernels/lu.h"
 
 #include "linalg/kernels/exact_ops.h"
+#include "linalg/kernels/instruction_level.h"
+#include "linalg/kernels/solver_table.h"
 
 namespace kelvo::kernels {
 namespace {
+
+// Below this order blocks cost more than they gain.
+constexpr int kSmallest = 24;
+
+const LuTable& table() {
+    switch (activeLevel()) {
+#if defined(__x86_64__)
+        case Level::kV2:
+            return v2::kLuTable;
+        case Level::kV3:
+            return v3::kLuTable;
+        case Level::kV4:
+            return v4::kLuTable;
+#endif
+        default:
+            return base::kLuTable;
+    }
+}
 
 int factorPlain(double* a, std::ptrdiff_t lda, int n, int* ipvt) {
     int info = 0;
@@ -32,12 +52,14 @@ int factorPlain(double* a, std::ptrdiff_t lda, int n, int* ipvt) {
 
 }  // namespace
 
-std::size_t dgefaWork(int) {
-    return 0;
+std::size_t dgefaWork(int n) {
+    return n < kSmallest ? 0 : table().work(static_cast<std::size_t>(n));
 }
 
-int dgefa(double* a, std::ptrdiff_t lda, int n, int* ipvt, double*) {
-    return factorPlain(a, lda, n, ipvt);
+int dgefa(double* a, std::ptrdiff_t lda, int n, int* ipvt, double* work) {
+    if (work == nullptr || n < kSmallest) return factorPlain(a, lda, n, ipvt);
+    return table().factor(a, static_cast<std::size_t>(lda), static_cast<std::size_t>(n), ipvt,
+                          work);
 }
 
 void dgesl(const double* a, std::ptrdiff_t lda, int n, const int* ipvt, double* b, int job) {
