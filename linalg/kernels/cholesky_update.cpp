@@ -3,9 +3,37 @@
 #include <algorithm>
 
 #include "linalg/kernels/exact_ops.h"
+#include "linalg/kernels/instruction_level.h"
+#include "linalg/kernels/solver_table.h"
 
 namespace kelvo::kernels {
 namespace {
+
+// Columns that are rotated together.
+constexpr int kTogether = 16;
+
+const RotationTable& table() {
+    switch (activeLevel()) {
+#if defined(__x86_64__)
+        case Level::kV2:
+            return v2::kRotationTable;
+        case Level::kV3:
+            return v3::kRotationTable;
+        case Level::kV4:
+            return v4::kRotationTable;
+#endif
+        default:
+            return base::kRotationTable;
+    }
+}
+
+// Applies `rows` rotations to the rows of a (rows x cols, cols at most kTogether) and `rest`.
+void rotateRows(int rows, int cols, const double* c, const double* s, double* a, std::ptrdiff_t lda,
+                double* rest) {
+    if (rows > 0)
+        table().rotateRows(static_cast<std::size_t>(rows), static_cast<std::size_t>(cols), c, s, a,
+                           static_cast<std::size_t>(lda), rest);
+}
 
 // (a, b) becomes (c a + s b, c b - s a).
 inline void rotate(double c, double s, double& a, double& b) {
@@ -97,17 +125,26 @@ void drotg(double* a, double b, double* c, double* s) {
 
 void dchud(double* r, std::ptrdiff_t ldr, int p, const double* x, double* z, std::ptrdiff_t ldz,
            int nz, const double* y, double* rho, double* c, double* s) {
-    for (int j = 0; j < p; ++j) {
-        double* const column = r + j * ldr;
-        double rest = x[j];
-        for (int i = 0; i < j; ++i) rotate(c[i], s[i], column[i], rest);
-        drotg(column + j, rest, c + j, s + j);
+    double rest[kTogether];
+    for (int begin = 0; begin < p; begin += kTogether) {
+        const int cols = std::min(kTogether, p - begin);
+        std::copy_n(x + begin, cols, rest);
+        rotateRows(begin, cols, c, s, r + begin * ldr, ldr, rest);
+        for (int j = begin; j < begin + cols; ++j) {
+            double* const column = r + j * ldr;
+            double last = rest[j - begin];
+            for (int i = begin; i < j; ++i) rotate(c[i], s[i], column[i], last);
+            drotg(column + j, last, c + j, s + j);
+        }
     }
-    for (int j = 0; j < nz; ++j) {
-        double rest = y[j];
-        for (int i = 0; i < p; ++i) rotate(c[i], s[i], z[i + j * ldz], rest);
-        const double size = std::fabs(rest);
-        if (size != 0.0 && rho[j] >= 0.0) rho[j] = scaledLength(size, rho[j], size + rho[j]);
+    for (int begin = 0; begin < nz; begin += kTogether) {
+        const int cols = std::min(kTogether, nz - begin);
+        std::copy_n(y + begin, cols, rest);
+        rotateRows(p, cols, c, s, z + begin * ldz, ldz, rest);
+        for (int j = begin; j < begin + cols; ++j) {
+            const double size = std::fabs(rest[j - begin]);
+            if (size != 0.0 && rho[j] >= 0.0) rho[j] = scaledLength(size, rho[j], size + rho[j]);
+        }
     }
 }
 

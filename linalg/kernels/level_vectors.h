@@ -60,11 +60,55 @@ class Part {
 };
 #endif
 
+// From two vectors of which the second stands S places below the first in a square: the rows and
+// columns where bit S of the place is 0 and 1, exchanged between them.
+template <size_t S>
+inline void exchangeBlocks(Vector& a, Vector& b) {
+    const Vector x = a, y = b;
+#if defined(__AVX512F__)
+    if constexpr (S == 1) {
+        a = __builtin_shufflevector(x, y, 0, 8, 2, 10, 4, 12, 6, 14);
+        b = __builtin_shufflevector(x, y, 1, 9, 3, 11, 5, 13, 7, 15);
+    } else if constexpr (S == 2) {
+        a = __builtin_shufflevector(x, y, 0, 1, 8, 9, 4, 5, 12, 13);
+        b = __builtin_shufflevector(x, y, 2, 3, 10, 11, 6, 7, 14, 15);
+    } else {
+        a = __builtin_shufflevector(x, y, 0, 1, 2, 3, 8, 9, 10, 11);
+        b = __builtin_shufflevector(x, y, 4, 5, 6, 7, 12, 13, 14, 15);
+    }
+#elif defined(__AVX__)
+    if constexpr (S == 1) {
+        a = __builtin_shufflevector(x, y, 0, 4, 2, 6);
+        b = __builtin_shufflevector(x, y, 1, 5, 3, 7);
+    } else {
+        a = __builtin_shufflevector(x, y, 0, 1, 4, 5);
+        b = __builtin_shufflevector(x, y, 2, 3, 6, 7);
+    }
+#else
+    a = __builtin_shufflevector(x, y, 0, 2);
+    b = __builtin_shufflevector(x, y, 1, 3);
+#endif
+}
+
 // Calls op(0), ..., op(N - 1), written out: only then do arrays of vectors stay in registers.
 template <size_t N, class Op>
 inline __attribute__((always_inline)) void unrolled(Op op) {
 #pragma GCC unroll 8
     for (size_t i = 0; i < N; ++i) op(i);
+}
+
+template <size_t S>
+inline __attribute__((always_inline)) void exchangeAllBlocks(Vector* v) {
+    unrolled<kWidth>([&](size_t i) {
+        if ((i & S) == 0) exchangeBlocks<S>(v[i], v[i + S]);
+    });
+}
+
+// Turns a square of kWidth vectors.
+inline __attribute__((always_inline)) void transposeSquare(Vector* v) {
+    exchangeAllBlocks<1>(v);
+    if constexpr (kWidth > 2) exchangeAllBlocks<2>(v);
+    if constexpr (kWidth > 4) exchangeAllBlocks<4>(v);
 }
 
 }  // namespace

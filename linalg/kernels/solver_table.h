@@ -20,22 +20,33 @@ struct CholeskyTable {
     int (*factor)(double* a, size_t lda, size_t n, double* work);
 };
 
+struct RotationTable {
+    /// `rows` plane rotations (c, s), one after another, each of a row of `a` (rows x cols) with
+    /// `rest` (cols elements): element x of the row and y of the rest become c x + s y and c y - s x.
+    void (*rotateRows)(size_t rows, size_t cols, const double* c, const double* s, double* a,
+                       size_t lda, double* rest);
+};
+
 namespace base {
 extern const LuTable kLuTable;
 extern const CholeskyTable kCholeskyTable;
+extern const RotationTable kRotationTable;
 }  // namespace base
 #if defined(__x86_64__)
 namespace v2 {
 extern const LuTable kLuTable;
 extern const CholeskyTable kCholeskyTable;
+extern const RotationTable kRotationTable;
 }  // namespace v2
 namespace v3 {
 extern const LuTable kLuTable;
 extern const CholeskyTable kCholeskyTable;
+extern const RotationTable kRotationTable;
 }  // namespace v3
 namespace v4 {
 extern const LuTable kLuTable;
 extern const CholeskyTable kCholeskyTable;
+extern const RotationTable kRotationTable;
 }  // namespace v4
 #endif
 

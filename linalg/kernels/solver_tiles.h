@@ -100,13 +100,27 @@ inline void addProducts(size_t rows, size_t cols, size_t depth, Left a, const do
 
 // `depth` rows of `cols` columns into a strip. Columns that are missing count as ones.
 inline void packStrip(const double* a, size_t lda, size_t depth, size_t cols, double* strip) {
-    for (size_t j = 0; j < kStrip; ++j)
-        for (size_t p = 0; p < depth; ++p) strip[p * kStrip + j] = j < cols ? a[p + j * lda] : 1.0;
+    size_t p = 0;
+    for (; cols == kStrip && p + kWidth <= depth; p += kWidth) {
+        Vector square[kWidth];
+        unrolled<kWidth>([&](size_t j) { square[j] = load(a + p + j * lda); });
+        transposeSquare(square);
+        unrolled<kWidth>([&](size_t i) { place(strip + (p + i) * kStrip) = square[i]; });
+    }
+    for (; p < depth; ++p)
+        for (size_t j = 0; j < kStrip; ++j) strip[p * kStrip + j] = j < cols ? a[p + j * lda] : 1.0;
 }
 
 inline void unpackStrip(const double* strip, size_t depth, size_t cols, double* a, size_t lda) {
-    for (size_t j = 0; j < cols; ++j)
-        for (size_t p = 0; p < depth; ++p) a[p + j * lda] = strip[p * kStrip + j];
+    size_t p = 0;
+    for (; cols == kStrip && p + kWidth <= depth; p += kWidth) {
+        Vector square[kWidth];
+        unrolled<kWidth>([&](size_t i) { square[i] = load(strip + (p + i) * kStrip); });
+        transposeSquare(square);
+        unrolled<kWidth>([&](size_t j) { place(a + p + j * lda) = square[j]; });
+    }
+    for (; p < depth; ++p)
+        for (size_t j = 0; j < cols; ++j) a[p + j * lda] = strip[p * kStrip + j];
 }
 
 inline bool anyLane(const Lanes& lanes) {
