@@ -1,6 +1,7 @@
 // Transposition and products of the rectangular matrices. Operands that are not contiguous are made
 // compact first. Where lengths do not agree the sums run over the shorter one.
 #include <algorithm>
+#include <memory>
 #include <new>
 #include <type_traits>
 #include <utility>
@@ -9,6 +10,7 @@
 #include "linalg/int_products.h"
 #include "linalg/kernels/gemm.h"
 #include "linalg/mat_access.h"
+#include "linalg/scratch.h"
 
 namespace kelvo::linalg {
 namespace {
@@ -22,42 +24,11 @@ using kernels::gemv;
 using kernels::gemvTransposed;
 using kernels::transpose;
 
-// Scratch of the products, kept for the next one: up to 1.2 MB a thread.
-struct Scratch {
-    double* numbers = nullptr;  // owned
-    std::size_t size = 0;
-    bool released = false;
-};
-// Without a destructor, because objects with static storage may still multiply in theirs, when the
-// thread-local ones are gone.
-constinit thread_local Scratch g_scratch;
-
-// Frees the scratch at the end of its thread.
-struct ScratchKeeper {
-    void keep() {}  // using a keeper makes it
-    ~ScratchKeeper() {
-        delete[] g_scratch.numbers;
-        g_scratch = {nullptr, 0, true};
-    }
-};
-thread_local ScratchKeeper g_keeper;
-
-// `count` doubles, or null when there are none to be had.
-double* scratchOf(std::size_t count) {
-    if (g_scratch.released || count == 0) return nullptr;
-    if (count > g_scratch.size) {
-        g_keeper.keep();
-        delete[] g_scratch.numbers;
-        g_scratch.numbers = new (std::nothrow) double[count];
-        g_scratch.size = g_scratch.numbers ? count : 0;
-    }
-    return g_scratch.numbers;
-}
-
 // Without memory for packing it only takes longer.
 void gemm(Form formA, Form formB, std::size_t m, std::size_t n, std::size_t k, const double* a,
           std::size_t lda, const double* b, std::size_t ldb, double* c, std::size_t ldc) {
-    double* const work = scratchOf(kernels::gemmWork(formA, m, n, k));
+    const std::size_t size = kernels::gemmWork(formA, m, n, k);
+    double* const work = scratchMemory(size);
     kernels::gemm(formA, formB, m, n, k, a, lda, b, ldb, c, ldc, work);
 }
 

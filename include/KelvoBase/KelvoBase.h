@@ -9,6 +9,7 @@
 #include "KelvoBase/behaviour.h"
 #include "KelvoBase/ds_lists.h"
 #include "KelvoBase/ds_structures.h"
+#include "KelvoBase/factorizations.h"
 #include "KelvoBase/font_properties.h"
 #include "KelvoBase/gen_mat.h"
 #include "KelvoBase/geometry_fwd.h"

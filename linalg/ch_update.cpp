@@ -1,0 +1,132 @@
+#include <limits>
+
+#include "KelvoBase/factorizations.h"
+#include "linalg/fact_parts.h"
+#include "linalg/kernels/cholesky_update.h"
+
+// What is carried along with a change of the factor. All borrowed, all may be null.
+struct DoubleChDecomp::Carried {
+    DoubleGenMat* z;
+    const DoubleVec* y;
+    DoubleVec* rho;
+    DoubleVec* c;
+    DoubleVec* s;
+
+    unsigned columns() const { return z != nullptr ? z->cols() : 0; }
+};
+
+namespace {
+
+using namespace kelvo::linalg;
+
+bool isHeight(const DoubleGenMat* z, unsigned n) {
+    if (z == nullptr || z->rows() == n) return true;
+    reportMathErrorId(kDataHeight, z->rows(), n);
+    return false;
+}
+
+bool isLength(const DoubleVec* v, unsigned n, unsigned short message) {
+    if (v == nullptr || v->length() == n) return true;
+    reportMathErrorId(message, v->length(), n);
+    return false;
+}
+
+bool hasUnitStride(const DoubleVec* v) {
+    if (v == nullptr || v->length() == 0 || v->stride() == 1) return true;
+    reportMathErrorId(kPointerStride);
+    return false;
+}
+
+void store(DoubleVec* target, const DoubleVec& values) {
+    if (target != nullptr) *target = values;
+}
+
+// The arrays that a kernel works on: the caller's values, or `missing` where there are none. They
+// are stored back at the end only, so that a refused change leaves nothing half done.
+struct Working {
+    DoubleGenMat z;
+    DoubleVec y, rho, c, s;
+
+    Working(unsigned n, const DoubleGenMat* zGiven, const DoubleVec* yGiven,
+            const DoubleVec* rhoGiven, double missingNorm)
+        : z(zGiven != nullptr ? zGiven->copy() : DoubleGenMat()),
+          y(yGiven != nullptr ? yGiven->copy() : DoubleVec(z.cols(), 0.0)),
+          rho(rhoGiven != nullptr ? rhoGiven->copy() : DoubleVec(z.cols(), missingNorm)),
+          c(n),
+          s(n) {}
+
+    bool isUsable() const { return areUsable(z.dataVec(), y, rho, c, s); }
+    int columns() const { return static_cast<int>(z.cols()); }
+    void storeBack(DoubleGenMat* zTarget, DoubleVec* rhoTarget) const {
+        if (zTarget != nullptr) *zTarget = z;
+        store(rhoTarget, rho);
+    }
+};
+
+}  // namespace
+
+int DoubleChDecomp::fits(const DoubleVec& x, const Carried& with) const {
+    const unsigned n = r_.cols();
+    return isRightSide(x, n) && isHeight(with.z, n) &&
+           isLength(with.y, with.columns(), kResidualCount) &&
+           isLength(with.rho, with.columns(), kResidualCount) &&
+           isLength(with.c, n, kRotationLength) && isLength(with.s, n, kRotationLength) &&
+           hasUnitStride(&x) && hasUnitStride(with.y) && hasUnitStride(with.rho) &&
+           hasUnitStride(with.c) && hasUnitStride(with.s);
+}
+
+void DoubleChDecomp::update(const DoubleVec& x, DoubleGenMat* z, const DoubleVec* y, DoubleVec* rho,
+                            DoubleVec* c, DoubleVec* s) {
+    if (!fits(x, {z, y, rho, c, s})) return;
+    const unsigned n = r_.cols();
+    Working w(n, z, y, rho, -1.0);
+    r_.deepenShallowCopy();
+    if (!w.isUsable() || !areUsable(r_.dataVec())) return;
+    kelvo::kernels::dchud(r_.data(), r_.rows(), static_cast<int>(n), x.data(), w.z.data(), n,
+                          w.columns(), w.y.data(), w.rho.data(), w.c.data(), w.s.data());
+    w.storeBack(z, rho);
+    store(c, w.c);
+    store(s, w.s);
+}
+
+int DoubleChDecomp::downdate(const DoubleVec& x, DoubleGenMat* z, const DoubleVec* y,
+                             DoubleVec* rho, DoubleVec* c, DoubleVec* s) {
+    constexpr int kRefused = -1;
+    if (!fits(x, {z, y, rho, c, s})) return kRefused;
+    const unsigned n = r_.cols();
+    // Nothing that is left of an infinite norm can be too large.
+    Working w(n, z, y, rho, std::numeric_limits<double>::infinity());
+    r_.deepenShallowCopy();
+    if (!w.isUsable() || !areUsable(r_.dataVec())) return kRefused;
+    const int info =
+        kelvo::kernels::dchdd(r_.data(), r_.rows(), static_cast<int>(n), x.data(), w.z.data(), n,
+                              w.columns(), w.y.data(), w.rho.data(), w.c.data(), w.s.data());
+    if (info == kRefused) return kRefused;
+    w.storeBack(z, rho);
+    store(c, w.c);
+    store(s, w.s);
+    return info;
+}
+
+void DoubleChDecomp::shift(int k, int l, int direction, DoubleGenMat* z, DoubleVec* c,
+                           DoubleVec* s) {
+    constexpr int kRightJob = 1, kLeftJob = 2;  // of dchex
+    const unsigned n = r_.cols();
+    if (direction != 0 && direction != 1) return reportMathErrorId(kShiftDirection);
+    if (k < 0 || k >= l || static_cast<unsigned>(l) >= n)
+        return reportMathErrorId(kShiftColumns, k, l);
+    const auto rotations = static_cast<unsigned>(l - k);
+    if (!isHeight(z, n) || !isLength(c, rotations, kRotationLength) ||
+        !isLength(s, rotations, kRotationLength))
+        return;
+    // The kernel needs more of s than the l - k sines.
+    Working w(n, z, nullptr, nullptr, 0.0);
+    r_.deepenShallowCopy();
+    if (!w.isUsable() || !areUsable(r_.dataVec())) return;
+    kelvo::kernels::dchex(r_.data(), r_.rows(), static_cast<int>(n), k + 1, l + 1, w.z.data(), n,
+                          w.columns(), w.c.data(), w.s.data(),
+                          direction > 0 ? kRightJob : kLeftJob);
+    w.storeBack(z, nullptr);
+    store(c, w.c.slice(0, rotations));
+    store(s, w.s.slice(0, rotations));
+}

@@ -1,0 +1,120 @@
+#include "linalg/kernels/cholesky.h"
+
+#include "linalg/kernels/exact_ops.h"
+#include "linalg/kernels/instruction_level.h"
+#include "linalg/kernels/solver_table.h"
+
+namespace kelvo::kernels {
+namespace {
+
+// Below this order blocks cost more than they gain.
+constexpr int kSmallest = 24;
+
+const CholeskyTable& table() {
+    switch (activeLevel()) {
+#if defined(__x86_64__)
+        case Level::kV2:
+            return v2::kCholeskyTable;
+        case Level::kV3:
+            return v3::kCholeskyTable;
+        case Level::kV4:
+            return v4::kCholeskyTable;
+#endif
+        default:
+            return base::kCholeskyTable;
+    }
+}
+
+// Exchanges rows and columns i < j of the symmetric matrix in the upper triangle.
+void exchangeSymmetric(double* a, std::ptrdiff_t lda, int p, int i, int j) {
+    double* const first = a + i * lda;
+    double* const second = a + j * lda;
+    swap(static_cast<std::size_t>(i), first, second);
+    exchange(first[i], second[j]);
+    for (int m = i + 1; m < j; ++m) exchange(a[i + m * lda], second[m]);
+    for (int m = j + 1; m < p; ++m) exchange(a[i + m * lda], a[j + m * lda]);
+}
+
+// The diagonal elements that take part in the pivoting.
+struct Range {
+    int begin, end;
+};
+
+// Moves initial elements to the front and final ones to the end, and writes the permutation.
+Range arrange(double* a, std::ptrdiff_t lda, int p, int* jpvt) {
+    Range free = {0, p};
+    for (int k = 0; k < p; ++k) {
+        const int specifier = jpvt[k];
+        jpvt[k] = specifier < 0 ? -(k + 1) : k + 1;
+        if (specifier <= 0) continue;
+        if (k != free.begin) {
+            exchangeSymmetric(a, lda, p, free.begin, k);
+            jpvt[k] = jpvt[free.begin];
+            jpvt[free.begin] = k + 1;
+        }
+        ++free.begin;
+    }
+    for (int k = p - 1; k >= free.begin; --k) {
+        if (jpvt[k] >= 0) continue;
+        jpvt[k] = -jpvt[k];
+        if (--free.end == k) continue;
+        exchangeSymmetric(a, lda, p, k, free.end);
+        const int t = jpvt[k];
+        jpvt[k] = jpvt[free.end];
+        jpvt[free.end] = t;
+    }
+    return free;
+}
+
+int largestDiagonal(const double* a, std::ptrdiff_t lda, int k, const Range& free) {
+    int at = k;
+    for (int l = k + 1; k >= free.begin && l < free.end; ++l)
+        if (a[l + l * lda] > a[at + at * lda]) at = l;
+    return at;
+}
+
+int factorPlain(double* a, std::ptrdiff_t lda, int p, double* work, int* jpvt, const Range& free) {
+    for (int k = 0; k < p; ++k) {
+        const int l = largestDiagonal(a, lda, k, free);
+        if (!(a[l + l * lda] > 0.0)) return k;
+        if (l != k) {
+            exchangeSymmetric(a, lda, p, k, l);
+            const int t = jpvt[k];
+            jpvt[k] = jpvt[l];
+            jpvt[l] = t;
+        }
+        const double root = std::sqrt(a[k + k * lda]);
+        a[k + k * lda] = root;
+        for (int j = k + 1; j < p; ++j) {
+            double* const column = a + j * lda;
+            column[k] /= root;
+            work[j] = column[k];
+            addMultiple(j - k, -column[k], work + k + 1, column + k + 1);
+        }
+    }
+    return p;
+}
+
+}  // namespace
+
+std::size_t dchdcScratch(int p, int job) {
+    return p < kSmallest || job != 0 ? 0 : table().work(static_cast<std::size_t>(p));
+}
+
+int dchdc(double* a, std::ptrdiff_t lda, int p, double* work, int* jpvt, int job, double* scratch) {
+    if (scratch != nullptr && job == 0 && p >= kSmallest)
+        return table().factor(a, static_cast<std::size_t>(lda), static_cast<std::size_t>(p),
+                              scratch);
+    const Range free = job != 0 ? arrange(a, lda, p, jpvt) : Range{0, 0};
+    return factorPlain(a, lda, p, work, jpvt, free);
+}
+
+void dposl(const double* r, std::ptrdiff_t ldr, int n, double* b) {
+    for (int k = 0; k < n; ++k) b[k] = (b[k] - dotInOrder(k, r + k * ldr, b)) / r[k + k * ldr];
+    for (int k = n - 1; k >= 0; --k) {
+        b[k] /= r[k + k * ldr];
+        addMultiple(k, -b[k], r + k * ldr, b);
+    }
+}
+
+}  // namespace kelvo::kernels

@@ -1,0 +1,62 @@
+// Plane rotations of the rows of a column-major matrix, several columns at a time, compiled once per
+// instruction level. A column's rotations follow one another; only columns side by side are free.
+#include <stddef.h>
+
+#include "linalg/kernels/level_vectors.h"
+#include "linalg/kernels/solver_table.h"
+
+namespace kelvo::kernels::KELVO_LEVEL {
+namespace {
+
+template <class Number>
+inline void rotate(double c, double s, Number& x, Number& y) {
+    const Number t = c * x + s * y;
+    y = c * y - s * x;
+    x = t;
+}
+
+void rotateColumn(size_t rows, const double* c, const double* s, double* a, double* rest) {
+    for (size_t i = 0; i < rows; ++i) rotate(c[i], s[i], a[i], *rest);
+}
+
+// G groups of kWidth columns, kWidth rows of them turned into vectors across the columns at a time.
+template <size_t G>
+void rotateGroups(size_t rows, const double* c, const double* s, double* a, size_t lda,
+                  double* rest) {
+    Vector rests[G];
+    unrolled<G>([&](size_t g) { rests[g] = load(rest + g * kWidth); });
+    size_t i = 0;
+    for (; i + kWidth <= rows; i += kWidth) {
+        Vector squares[G][kWidth];
+        const auto column = [&](size_t g, size_t j) { return a + i + (g * kWidth + j) * lda; };
+        unrolled<G>([&](size_t g) {
+            unrolled<kWidth>([&](size_t j) { squares[g][j] = load(column(g, j)); });
+            transposeSquare(squares[g]);
+        });
+        unrolled<kWidth>([&](size_t r) {
+            unrolled<G>([&](size_t g) { rotate(c[i + r], s[i + r], squares[g][r], rests[g]); });
+        });
+        unrolled<G>([&](size_t g) {
+            transposeSquare(squares[g]);
+            unrolled<kWidth>([&](size_t j) { place(column(g, j)) = squares[g][j]; });
+        });
+    }
+    unrolled<G>([&](size_t g) { place(rest + g * kWidth) = rests[g]; });
+    for (size_t j = 0; j < G * kWidth; ++j)
+        rotateColumn(rows - i, c + i, s + i, a + i + j * lda, rest + j);
+}
+
+void rotateRows(size_t rows, size_t cols, const double* c, const double* s, double* a, size_t lda,
+                double* rest) {
+    size_t j = 0;
+    for (; j + 2 * kWidth <= cols; j += 2 * kWidth)
+        rotateGroups<2>(rows, c, s, a + j * lda, lda, rest + j);
+    for (; j + kWidth <= cols; j += kWidth) rotateGroups<1>(rows, c, s, a + j * lda, lda, rest + j);
+    for (; j < cols; ++j) rotateColumn(rows, c, s, a + j * lda, rest + j);
+}
+
+}  // namespace
+
+const RotationTable kRotationTable = {rotateRows};
+
+}  // namespace kelvo::kernels::KELVO_LEVEL

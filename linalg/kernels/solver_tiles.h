@@ -1,0 +1,133 @@
+// The inner loops of the blocked solvers, for sources that are compiled once per instruction level.
+// An element of the matrix is loaded, gets its products one after another in the order of the steps,
+// each product and each sum rounded, and is stored: what the published loops do, whatever the size
+// of the blocks. A step whose factor is zero is left out.
+#pragma once
+
+#include "linalg/kernels/level_vectors.h"
+
+namespace kelvo::kernels::KELVO_LEVEL {
+namespace {
+
+// Columns are worked on in strips, kept apart row by row: row p of a strip is one vector, at
+// strip + p * kStrip.
+constexpr size_t kStrip = kWidth;
+// A tile of the matrix stays in registers: kTileVectors * kStrip of them.
+constexpr size_t kTileVectors = kWidth > 2 ? 3 : 4;
+constexpr size_t kTileRows = kTileVectors * kWidth;
+
+typedef long long Lanes __attribute__((vector_size(kVectorBytes)));
+
+inline size_t least(size_t a, size_t b) {
+    return a < b ? a : b;
+}
+
+// The left factors of an update: those of step p and of row vector v stand at
+// elements + v * vectorStep + p * step.
+struct Left {
+    const double* elements;
+    size_t vectorStep;
+    size_t step;
+};
+
+// V vectors by N columns: c += the products of `depth` steps. With kCut the last vector holds only
+// `last` rows. With kSkip, for one column, zeros of b are left out.
+template <size_t V, size_t N, bool kCut, bool kSkip>
+inline void tile(size_t last, size_t depth, Left a, const double* b, double* c, size_t ldc) {
+    const Part part(last);
+    const auto loadRow = [&](const double* p, size_t v, size_t step) {
+        return kCut && v == V - 1 ? part.load(p + v * step) : load(p + v * step);
+    };
+    Vector sums[N][V];
+    unrolled<N>([&](size_t j) {
+        unrolled<V>([&](size_t v) { sums[j][v] = loadRow(c + j * ldc, v, kWidth); });
+    });
+    for (size_t p = 0; p < depth; ++p) {
+        if (!kSkip || b[p * kStrip] != 0.0) {
+            const double* const factors = a.elements + p * a.step;
+            Vector terms[V];
+            unrolled<V>([&](size_t v) { terms[v] = loadRow(factors, v, a.vectorStep); });
+            unrolled<N>([&](size_t j) {
+                const double factor = b[p * kStrip + j];
+                unrolled<V>([&](size_t v) { sums[j][v] += terms[v] * factor; });
+            });
+        }
+    }
+    unrolled<N>([&](size_t j) {
+        unrolled<V>([&](size_t v) {
+            double* const to = c + j * ldc + v * kWidth;
+            if (kCut && v == V - 1)
+                part.store(to, sums[j][v]);
+            else
+                place(to) = sums[j][v];
+        });
+    });
+}
+
+// One tile of `rows` rows, at most kTileRows.
+template <size_t N, bool kSkip>
+void anyTile(size_t rows, size_t depth, Left a, const double* b, double* c, size_t ldc) {
+    const size_t whole = rows / kWidth, last = rows % kWidth;
+    const auto call = [&]<size_t V>() {
+        if (last == 0 && whole == V) return tile<V, N, false, kSkip>(last, depth, a, b, c, ldc);
+        if (last != 0 && whole == V - 1) return tile<V, N, true, kSkip>(last, depth, a, b, c, ldc);
+    };
+    call.template operator()<1>();
+    call.template operator()<2>();
+    call.template operator()<3>();
+    if constexpr (kTileVectors > 3) call.template operator()<4>();
+}
+
+typedef void (*Tile)(size_t rows, size_t depth, Left a, const double* b, double* c, size_t ldc);
+
+// By the number of columns less one.
+const Tile kTiles[] = {anyTile<1, false>, anyTile<2, false>,
+#if defined(__AVX__)
+                       anyTile<3, false>, anyTile<4, false>,
+#endif
+#if defined(__AVX512F__)
+                       anyTile<5, false>, anyTile<6, false>, anyTile<7, false>,
+                       anyTile<8, false>
+#endif
+};
+
+// c (rows x cols, at most a tile by a strip) += the products of `depth` steps.
+inline void addProducts(size_t rows, size_t cols, size_t depth, Left a, const double* b,
+                        bool hasZeros, double* c, size_t ldc) {
+    if (!hasZeros) return kTiles[cols - 1](rows, depth, a, b, c, ldc);
+    for (size_t j = 0; j < cols; ++j) anyTile<1, true>(rows, depth, a, b + j, c + j * ldc, ldc);
+}
+
+// `depth` rows of `cols` columns into a strip. Columns that are missing count as ones.
+inline void packStrip(const double* a, size_t lda, size_t depth, size_t cols, double* strip) {
+    size_t p = 0;
+    for (; cols == kStrip && p + kWidth <= depth; p += kWidth) {
+        Vector square[kWidth];
+        unrolled<kWidth>([&](size_t j) { square[j] = load(a + p + j * lda); });
+        transposeSquare(square);
+        unrolled<kWidth>([&](size_t i) { place(strip + (p + i) * kStrip) = square[i]; });
+    }
+    for (; p < depth; ++p)
+        for (size_t j = 0; j < kStrip; ++j) strip[p * kStrip + j] = j < cols ? a[p + j * lda] : 1.0;
+}
+
+inline void unpackStrip(const double* strip, size_t depth, size_t cols, double* a, size_t lda) {
+    size_t p = 0;
+    for (; cols == kStrip && p + kWidth <= depth; p += kWidth) {
+        Vector square[kWidth];
+        unrolled<kWidth>([&](size_t i) { square[i] = load(strip + (p + i) * kStrip); });
+        transposeSquare(square);
+        unrolled<kWidth>([&](size_t j) { place(a + p + j * lda) = square[j]; });
+    }
+    for (; p < depth; ++p)
+        for (size_t j = 0; j < cols; ++j) a[p + j * lda] = strip[p * kStrip + j];
+}
+
+inline bool anyLane(const Lanes& lanes) {
+    long long any = 0;
+    for (size_t j = 0; j < kWidth; ++j) any |= lanes[j];
+    return any != 0;
+}
+
+}  // namespace
+}  // namespace kelvo::kernels::KELVO_LEVEL

@@ -1,0 +1,133 @@
+#include "linalg/kernels/exact_ops.h"
+#include "linalg/kernels/packed_columns.h"
+#include "linalg/kernels/symmetric.h"
+
+namespace kelvo::kernels {
+namespace {
+
+double dotFast(int n, const double* x, const double* y) {
+    return dot(static_cast<std::size_t>(n), x, y);
+}
+
+// z of the condition estimate; scaled wherever it might overflow, with the scales gathered.
+struct Estimate {
+    const double* ap;
+    int n;
+    const int* kpvt;
+    double* z;
+    double ynorm = 1.0;
+
+    void shrink(double factor) {
+        scaleBy(n, factor, z);
+        ynorm *= factor;
+    }
+    void normalise() { shrink(1.0 / absoluteSum(n, z)); }
+
+    // The block of D that ends with k.
+    void solveBlock(int k, int order, double* ek) {
+        if (order == 2) return solveBlockOfTwo(ap, k, z);
+        const double pivot = packedColumn(ap, k)[k];
+        if (std::fabs(z[k]) > std::fabs(pivot)) {
+            const double s = std::fabs(pivot) / std::fabs(z[k]);
+            shrink(s);
+            *ek *= s;
+        }
+        z[k] = pivot != 0.0 ? z[k] / pivot : 1.0;
+    }
+
+    // U D w = e, with elements 1 or -1 of e chosen to make w grow.
+    void solveWithGrowth() {
+        double ek = 1.0;
+        const auto push = [&](int k, int rows) {
+            if (z[k] != 0.0) ek = std::copysign(ek, z[k]);
+            z[k] += ek;
+            addMultiple(rows, z[k], packedColumn(ap, k), z);
+        };
+        for (int k = n - 1; k >= 0;) {
+            const int order = blockOrder(kpvt[k]), first = k + 1 - order;
+            exchange(z[exchangedWith(kpvt[k])], z[first]);
+            push(k, first);
+            if (order == 2) push(k - 1, first);
+            solveBlock(k, order, &ek);
+            k -= order;
+        }
+    }
+
+    void solveUD() {
+        double unused = 0.0;
+        for (int k = n - 1; k >= 0;) {
+            const int order = blockOrder(kpvt[k]), first = k + 1 - order;
+            if (first > 0) {
+                exchange(z[exchangedWith(kpvt[k])], z[first]);
+                addMultiple(first, z[k], packedColumn(ap, k), z);
+                if (order == 2) addMultiple(first, z[k - 1], packedColumn(ap, k - 1), z);
+            }
+            solveBlock(k, order, &unused);
+            k -= order;
+        }
+    }
+};
+
+// U' x = b
+void solveTransposedU(const double* ap, int n, const int* kpvt, double* b) {
+    for (int k = 0; k < n;) {
+        const int order = blockOrder(kpvt[k]);
+        if (k > 0) {
+            b[k] += dotFast(k, packedColumn(ap, k), b);
+            if (order == 2) b[k + 1] += dotFast(k, packedColumn(ap, k + 1), b);
+            exchange(b[exchangedWith(kpvt[k])], b[k]);
+        }
+        k += order;
+    }
+}
+
+// z is scratch: the sums of the columns so far.
+double oneNorm(const double* ap, int n, double* z) {
+    double norm = 0.0;
+    for (int j = 0; j < n; ++j) {
+        const double* const column = packedColumn(ap, j);
+        z[j] = absoluteSum(j + 1, column);
+        for (int i = 0; i < j; ++i) z[i] += std::fabs(column[i]);
+    }
+    for (int j = 0; j < n; ++j)
+        if (z[j] > norm) norm = z[j];
+    return norm;
+}
+
+}  // namespace
+
+void dspsl(const double* ap, int n, const int* kpvt, double* b) {
+    for (int k = n - 1; k >= 0;) {
+        const int order = blockOrder(kpvt[k]), first = k + 1 - order;
+        if (first > 0) {
+            exchange(b[exchangedWith(kpvt[k])], b[first]);
+            addMultiple(first, b[k], packedColumn(ap, k), b);
+            if (order == 2) addMultiple(first, b[k - 1], packedColumn(ap, k - 1), b);
+        }
+        if (order == 2)
+            solveBlockOfTwo(ap, k, b);
+        else
+            b[k] /= packedColumn(ap, k)[k];
+        k -= order;
+    }
+    solveTransposedU(ap, n, kpvt, b);
+}
+
+double dspco(double* ap, int n, int* kpvt, double* z) {
+    const double anorm = oneNorm(ap, n, z);
+    dspfa(ap, n, kpvt);
+    for (int k = 0; k < n; ++k) z[k] = 0.0;
+    Estimate estimate{ap, n, kpvt, z};
+    estimate.solveWithGrowth();
+    estimate.normalise();
+    solveTransposedU(ap, n, kpvt, z);
+    estimate.normalise();
+    estimate.ynorm = 1.0;
+    estimate.solveUD();
+    estimate.normalise();
+    solveTransposedU(ap, n, kpvt, z);
+    estimate.normalise();
+    return anorm != 0.0 ? estimate.ynorm / anorm : 0.0;
+}
+
+}  // namespace kelvo::kernels

@@ -1,0 +1,93 @@
+#include "KelvoBase/factorizations.h"
+#include "linalg/fact_parts.h"
+#include "linalg/kernels/symmetric.h"
+
+namespace {
+
+using namespace kelvo::linalg;
+
+constexpr int kDeterminant = 10, kInverse = 1;  // jobs of dspdi
+
+}  // namespace
+
+DoubleSymFact::DoubleSymFact() = default;
+
+DoubleSymFact::DoubleSymFact(const DoubleSymMat& a, int estimateCondition) {
+    factor(a, estimateCondition);
+}
+
+DoubleSymFact& DoubleSymFact::operator=(const DoubleSymFact& other) {
+    factors_.reference(other.factors_);
+    pivots_.reference(other.pivots_);
+    rcond_ = other.rcond_;
+    return *this;
+}
+
+void DoubleSymFact::factor(const DoubleSymMat& a, int estimateCondition) {
+    // Everything is made anew, because copies of this object may share the former results.
+    DoubleSymMat factors = a.copy();
+    const unsigned n = a.rows();
+    IntVec pivots(n);
+    DoubleVec z(estimateCondition != 0 ? n : 0);
+    rcond_ = kNotEstimated;
+    if (!areUsable(factors.dataVec(), pivots, z)) {
+        factors_.reference(DoubleSymMat());
+        pivots_.reference(IntVec());
+        return;
+    }
+    const int order = static_cast<int>(n);
+    if (n > 0 && estimateCondition != 0) {
+        rcond_ = kelvo::kernels::dspco(factors.data(), order, pivots.data(), z.data());
+    } else if (n > 0) {
+        const int info = kelvo::kernels::dspfa(factors.data(), order, pivots.data());
+        rcond_ = info != 0 ? 0.0 : kNotEstimated;
+    }
+    factors_.reference(factors);
+    pivots_.reference(pivots);
+}
+
+int DoubleSymFact::fail() const {
+    return factors_.rows() == 0 || isSingular();
+}
+
+int DoubleSymFact::good() const {
+    return !fail();
+}
+
+int DoubleSymFact::isSingular() const {
+    return isSingularCondition(rcond_);
+}
+
+double DoubleSymFact::condition() const {
+    return checkedCondition(rcond_);
+}
+
+DoubleVec DoubleSymFact::solve(const DoubleVec& b) const {
+    const unsigned n = factors_.rows();
+    if (!isRightSide(b, n)) return DoubleVec();
+    if (fail()) reportMathErrorId(kNotFactored);
+    DoubleVec x = b.copy();
+    if (!areUsable(x)) return DoubleVec();
+    kelvo::kernels::dspsl(factors_.data(), static_cast<int>(n), pivots_.data(), x.data());
+    return x;
+}
+
+double DoubleSymFact::determinant() const {
+    const int n = static_cast<int>(factors_.rows());
+    if (n < 1) return 0.0;
+    DoubleSymMat factors = factors_;  // only read
+    double det[2];
+    kelvo::kernels::dspdi(factors.data(), n, pivots_.data(), det, nullptr, nullptr, kDeterminant);
+    return fromDecimal(det);
+}
+
+DoubleSymMat DoubleSymFact::inverse() const {
+    if (fail()) reportMathErrorId(kNotFactored);
+    const unsigned n = factors_.rows();
+    DoubleSymMat inverse = factors_.copy();
+    DoubleVec work(n);
+    if (!areUsable(inverse.dataVec(), work)) return DoubleSymMat();
+    kelvo::kernels::dspdi(inverse.data(), static_cast<int>(n), pivots_.data(), nullptr, nullptr,
+                          work.data(), kInverse);
+    return inverse;
+}
