@@ -125,13 +125,24 @@ TEST(TerminalDialog, KeysChooseAButton) {
     for (const auto& c : cases) {
         SCOPED_TRACE(c.what);
         Session session(withButtons(c.buttons));
-        session.type("3\r");  // typed before the question: not taken
         ASSERT_TRUE(session.await(kPrompt)) << session.shown;
         EXPECT_TRUE(session.readsKeys());
         session.type(c.keys);
         EXPECT_EQ(session.end(), c.code) << session.shown;
         EXPECT_FALSE(session.readsKeys());
     }
+}
+
+TEST(TerminalDialog, KeysTypedBeforeTheQuestionAreNotTaken) {
+    Session session([] {
+        pollfd typed = {STDIN_FILENO, POLLIN, 0};
+        poll(&typed, 1, -1);
+        return runProgram(withButtons(3));
+    });
+    session.type("3\r");
+    ASSERT_TRUE(session.await(kPrompt));
+    session.type("2\r");
+    EXPECT_EQ(session.end(), 2);
 }
 
 TEST(TerminalDialog, FoldsTheDetailsAndStopsAtEachPage) {
