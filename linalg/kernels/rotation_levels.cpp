@@ -8,9 +8,14 @@
 namespace kelvo::kernels::KELVO_LEVEL {
 namespace {
 
-template <class Number>
-inline void rotate(double c, double s, Number& x, Number& y) {
-    const Number t = c * x + s * y;
+// No template: that would take the alignment of vectors for granted.
+inline void rotate(double c, double s, Vector& x, Vector& y) {
+    const Vector t = c * x + s * y;
+    y = c * y - s * x;
+    x = t;
+}
+inline void rotate(double c, double s, double& x, double& y) {
+    const double t = c * x + s * y;
     y = c * y - s * x;
     x = t;
 }
