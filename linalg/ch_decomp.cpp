@@ -66,9 +66,12 @@ void DoubleChDecomp::factor(const DoubleGenMat& a) {
         reportMathErrorId(kTooFewRows, static_cast<int>(a.rows()), static_cast<int>(p));
         r.resize(p, p);
     }
-    IntVec pivots = pivoting_ != 0 ? specifiers_.copy() : identity(p);
-    if (pivoting_ != 0) pivots.resize(p);
-    specifiers_.reference(IntVec());
+    IntVec pivots;
+    if (pivoting_ != 0) {
+        if (specifiers_.length() > 0) pivots.reference(specifiers_.copy());
+        pivots.resize(p);
+    }
+    if (specifiers_.length() > 0) specifiers_.reference(IntVec());
     factoredPivoting_ = pivoting_;
     factored_ = 1;
     lastPositive_ = 0;
@@ -96,7 +99,7 @@ int DoubleChDecomp::lastPosFactor() const {
 }
 
 IntVec DoubleChDecomp::pivots() const {
-    return pivots_;
+    return factored_ && !factoredPivoting_ ? identity(r_.cols()) : pivots_;
 }
 
 int DoubleChDecomp::fail() const {
@@ -124,6 +127,7 @@ double DoubleChDecomp::condition() const {
 DoubleVec DoubleChDecomp::permute(const DoubleVec& v) const {
     const unsigned n = r_.cols();
     if (!isFitForPermuting(v, n)) return DoubleVec();
+    if (!factoredPivoting_) return v.copy();
     DoubleVec result(n);
     for (int i = 0; i < static_cast<int>(n); ++i) result(i) = v(pivots_(i));
     return result;
@@ -132,6 +136,7 @@ DoubleVec DoubleChDecomp::permute(const DoubleVec& v) const {
 DoubleVec DoubleChDecomp::unpermute(const DoubleVec& v) const {
     const unsigned n = r_.cols();
     if (!isFitForPermuting(v, n)) return DoubleVec();
+    if (!factoredPivoting_) return v.copy();
     DoubleVec result(n);
     for (int i = 0; i < static_cast<int>(n); ++i) result(pivots_(i)) = v(i);
     return result;
@@ -150,6 +155,7 @@ DoubleVec DoubleChDecomp::partialSolve(const DoubleVec& b, int k) const {
 DoubleVec DoubleChDecomp::solve(const DoubleVec& b) const {
     const unsigned n = r_.cols();
     if (!isFitForPermuting(b, n)) return DoubleVec();
+    if (!factoredPivoting_) return partialSolve(b, static_cast<int>(n));
     const DoubleVec x = partialSolve(permute(b), static_cast<int>(n));
     return x.length() == n ? unpermute(x) : x;
 }

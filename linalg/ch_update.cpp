@@ -1,4 +1,5 @@
 #include <limits>
+#include <optional>
 
 #include "KelvoBase/factorizations.h"
 #include "linalg/fact_parts.h"
@@ -37,29 +38,48 @@ bool hasUnitStride(const DoubleVec* v) {
     return false;
 }
 
-void store(DoubleVec* target, const DoubleVec& values) {
-    if (target != nullptr) *target = values;
-}
-
-// The arrays that a kernel works on: the caller's values, or `missing` where there are none. They
-// are stored back at the end only, so that a refused change leaves nothing half done.
-struct Working {
+// Copies of what is carried along, stored back at the end only, so that a refused change leaves
+// nothing half done.
+struct CarriedCopy {
     DoubleGenMat z;
-    DoubleVec y, rho, c, s;
+    DoubleVec y, rho;
 
-    Working(unsigned n, const DoubleGenMat* zGiven, const DoubleVec* yGiven,
-            const DoubleVec* rhoGiven, double missingNorm)
-        : z(zGiven != nullptr ? zGiven->copy() : DoubleGenMat()),
+    CarriedCopy(const DoubleGenMat& zGiven, const DoubleVec* yGiven, const DoubleVec* rhoGiven,
+                double missingNorm)
+        : z(zGiven.copy()),
           y(yGiven != nullptr ? yGiven->copy() : DoubleVec(z.cols(), 0.0)),
-          rho(rhoGiven != nullptr ? rhoGiven->copy() : DoubleVec(z.cols(), missingNorm)),
-          c(n),
-          s(n) {}
+          rho(rhoGiven != nullptr ? rhoGiven->copy() : DoubleVec(z.cols(), missingNorm)) {}
+};
 
-    bool isUsable() const { return areUsable(z.dataVec(), y, rho, c, s); }
-    int columns() const { return static_cast<int>(z.cols()); }
-    void storeBack(DoubleGenMat* zTarget, DoubleVec* rhoTarget) const {
-        if (zTarget != nullptr) *zTarget = z;
-        store(rhoTarget, rho);
+// The arrays that a kernel works on.
+struct Working {
+    unsigned n;
+    DoubleVec rotations;  // cosines, then sines
+    std::optional<CarriedCopy> carried;
+
+    Working(unsigned order, const DoubleGenMat* z, const DoubleVec* y, const DoubleVec* rho,
+            double missingNorm)
+        : n(order), rotations(2 * n) {
+        if (z != nullptr) carried.emplace(*z, y, rho, missingNorm);
+    }
+
+    bool isUsable() const {
+        return areUsable(rotations) &&
+               (!carried || areUsable(carried->z.dataVec(), carried->y, carried->rho));
+    }
+    int columns() const { return carried ? static_cast<int>(carried->z.cols()) : 0; }
+    double* z() { return carried ? carried->z.data() : nullptr; }
+    double* y() { return carried ? carried->y.data() : nullptr; }
+    double* rho() { return carried ? carried->rho.data() : nullptr; }
+    double* c() { return rotations.data(); }
+    double* s() { return rotations.data() + n; }
+
+    void storeBack(unsigned count, DoubleGenMat* zTarget, DoubleVec* rhoTarget, DoubleVec* c,
+                   DoubleVec* s) const {
+        if (zTarget != nullptr) *zTarget = carried->z;
+        if (rhoTarget != nullptr && carried) *rhoTarget = carried->rho;
+        if (c != nullptr) *c = rotations.slice(0, count);
+        if (s != nullptr) *s = rotations.slice(static_cast<int>(n), count);
     }
 };
 
@@ -82,11 +102,9 @@ void DoubleChDecomp::update(const DoubleVec& x, DoubleGenMat* z, const DoubleVec
     Working w(n, z, y, rho, -1.0);
     r_.deepenShallowCopy();
     if (!w.isUsable() || !areUsable(r_.dataVec())) return;
-    kelvo::kernels::dchud(r_.data(), r_.rows(), static_cast<int>(n), x.data(), w.z.data(), n,
-                          w.columns(), w.y.data(), w.rho.data(), w.c.data(), w.s.data());
-    w.storeBack(z, rho);
-    store(c, w.c);
-    store(s, w.s);
+    kelvo::kernels::dchud(r_.data(), r_.rows(), static_cast<int>(n), x.data(), w.z(), n,
+                          w.columns(), w.y(), w.rho(), w.c(), w.s());
+    w.storeBack(n, z, rho, c, s);
 }
 
 int DoubleChDecomp::downdate(const DoubleVec& x, DoubleGenMat* z, const DoubleVec* y,
@@ -98,13 +116,10 @@ int DoubleChDecomp::downdate(const DoubleVec& x, DoubleGenMat* z, const DoubleVe
     Working w(n, z, y, rho, std::numeric_limits<double>::infinity());
     r_.deepenShallowCopy();
     if (!w.isUsable() || !areUsable(r_.dataVec())) return kRefused;
-    const int info =
-        kelvo::kernels::dchdd(r_.data(), r_.rows(), static_cast<int>(n), x.data(), w.z.data(), n,
-                              w.columns(), w.y.data(), w.rho.data(), w.c.data(), w.s.data());
+    const int info = kelvo::kernels::dchdd(r_.data(), r_.rows(), static_cast<int>(n), x.data(),
+                                           w.z(), n, w.columns(), w.y(), w.rho(), w.c(), w.s());
     if (info == kRefused) return kRefused;
-    w.storeBack(z, rho);
-    store(c, w.c);
-    store(s, w.s);
+    w.storeBack(n, z, rho, c, s);
     return info;
 }
 
@@ -123,10 +138,7 @@ void DoubleChDecomp::shift(int k, int l, int direction, DoubleGenMat* z, DoubleV
     Working w(n, z, nullptr, nullptr, 0.0);
     r_.deepenShallowCopy();
     if (!w.isUsable() || !areUsable(r_.dataVec())) return;
-    kelvo::kernels::dchex(r_.data(), r_.rows(), static_cast<int>(n), k + 1, l + 1, w.z.data(), n,
-                          w.columns(), w.c.data(), w.s.data(),
-                          direction > 0 ? kRightJob : kLeftJob);
-    w.storeBack(z, nullptr);
-    store(c, w.c.slice(0, rotations));
-    store(s, w.s.slice(0, rotations));
+    kelvo::kernels::dchex(r_.data(), r_.rows(), static_cast<int>(n), k + 1, l + 1, w.z(), n,
+                          w.columns(), w.c(), w.s(), direction > 0 ? kRightJob : kLeftJob);
+    w.storeBack(rotations, z, nullptr, c, s);
 }

@@ -32,16 +32,13 @@ void DoubleGenFact::factor(const DoubleGenMat& a, int estimateCondition) {
         factors.resize(n, n);
     }
     IntVec pivots(n);
-    DoubleVec z(estimateCondition != 0 ? n : 0);
     rcond_ = kNotEstimated;
-    if (!areUsable(factors.dataVec(), pivots, z) || factors.rows() != n) {
-        factors_.reference(DoubleGenMat());
-        pivots_.reference(IntVec());
-        return;
-    }
+    if (!areUsable(factors.dataVec(), pivots) || factors.rows() != n) return clear();
     const int order = static_cast<int>(n);
     double* const work = scratchMemory(kelvo::kernels::dgefaWork(order));
     if (n > 0 && estimateCondition != 0) {
+        DoubleVec z(n);
+        if (!areUsable(z)) return clear();
         rcond_ = kelvo::kernels::dgeco(factors.data(), order, order, pivots.data(), z.data(), work);
     } else if (n > 0) {
         const int info = kelvo::kernels::dgefa(factors.data(), order, order, pivots.data(), work);
@@ -49,6 +46,12 @@ void DoubleGenFact::factor(const DoubleGenMat& a, int estimateCondition) {
     }
     factors_.reference(factors);
     pivots_.reference(pivots);
+}
+
+// Without memory, which has been reported, this is the factorization of a 0 x 0 matrix.
+void DoubleGenFact::clear() {
+    factors_.reference(DoubleGenMat());
+    pivots_.reference(IntVec());
 }
 
 int DoubleGenFact::fail() const {

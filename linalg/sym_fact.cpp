@@ -28,15 +28,12 @@ void DoubleSymFact::factor(const DoubleSymMat& a, int estimateCondition) {
     DoubleSymMat factors = a.copy();
     const unsigned n = a.rows();
     IntVec pivots(n);
-    DoubleVec z(estimateCondition != 0 ? n : 0);
     rcond_ = kNotEstimated;
-    if (!areUsable(factors.dataVec(), pivots, z)) {
-        factors_.reference(DoubleSymMat());
-        pivots_.reference(IntVec());
-        return;
-    }
+    if (!areUsable(factors.dataVec(), pivots)) return clear();
     const int order = static_cast<int>(n);
     if (n > 0 && estimateCondition != 0) {
+        DoubleVec z(n);
+        if (!areUsable(z)) return clear();
         rcond_ = kelvo::kernels::dspco(factors.data(), order, pivots.data(), z.data());
     } else if (n > 0) {
         const int info = kelvo::kernels::dspfa(factors.data(), order, pivots.data());
@@ -44,6 +41,12 @@ void DoubleSymFact::factor(const DoubleSymMat& a, int estimateCondition) {
     }
     factors_.reference(factors);
     pivots_.reference(pivots);
+}
+
+// Without memory, which has been reported, this is the factorization of a 0 x 0 matrix.
+void DoubleSymFact::clear() {
+    factors_.reference(DoubleSymMat());
+    pivots_.reference(IntVec());
 }
 
 int DoubleSymFact::fail() const {

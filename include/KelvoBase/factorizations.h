@@ -70,6 +70,8 @@ class KELVO_API DoubleGenFact {
     DoubleGenMat inverse() const;
 
   private:
+    void clear();
+
     DoubleGenMat factors_;  // negated multipliers below the diagonal, U on and above
     IntVec pivots_;         // row interchanges, counted from 1
     double rcond_ = -1.0;   // -1: not estimated
@@ -121,6 +123,8 @@ class KELVO_API DoubleSymFact {
     DoubleSymMat inverse() const;
 
   private:
+    void clear();
+
     DoubleSymMat factors_;  // U and the blocks of D, packed
     IntVec pivots_;         // interchanges counted from 1, negative for blocks of two
     double rcond_ = -1.0;   // -1: not estimated
@@ -172,7 +176,8 @@ class KELVO_API DoubleChDecomp {
     int lastPosFactor() const;
 
     /// The permutation: column i of A P is column pivots()(i) of A; the identity without pivoting.
-    /// Before the first factor() the specifiers that were set. Shares this object's vector.
+    /// Before the first factor() the specifiers that were set. May share this object's vector; take
+    /// a copy() to change it.
     IntVec pivots() const;
 
     /// 1 when a diagonal element of R from lastPosFactor() - 1 on is negative, else 0, which
@@ -242,7 +247,7 @@ class KELVO_API DoubleChDecomp {
 
     DoubleGenMat r_;            // R in the upper triangle
     int lastPositive_ = 0;      // order of the part that was factored
-    IntVec pivots_;             // n entries; what setPivoting said before the first factor()
+    IntVec pivots_;             // n entries with pivoting; before the first factor() specifiers_
     int pivoting_ = 0;          // for the next factor()
     IntVec specifiers_;         // for the next factor()
     int factoredPivoting_ = 0;  // was pivoting on in the last factor()?

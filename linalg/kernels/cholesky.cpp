@@ -10,18 +10,23 @@ namespace {
 // Below this order blocks cost more than they gain.
 constexpr int kSmallest = 24;
 
-const CholeskyTable& table() {
+struct Tables {
+    const CholeskyTable& plain;
+    const PivotedCholeskyTable& pivoted;
+};
+
+Tables tables() {
     switch (activeLevel()) {
 #if defined(__x86_64__)
         case Level::kV2:
-            return v2::kCholeskyTable;
+            return {v2::kCholeskyTable, v2::kPivotedCholeskyTable};
         case Level::kV3:
-            return v3::kCholeskyTable;
+            return {v3::kCholeskyTable, v3::kPivotedCholeskyTable};
         case Level::kV4:
-            return v4::kCholeskyTable;
+            return {v4::kCholeskyTable, v4::kPivotedCholeskyTable};
 #endif
         default:
-            return base::kCholeskyTable;
+            return {base::kCholeskyTable, base::kPivotedCholeskyTable};
     }
 }
 
@@ -98,15 +103,18 @@ int factorPlain(double* a, std::ptrdiff_t lda, int p, double* work, int* jpvt, c
 }  // namespace
 
 std::size_t dchdcScratch(int p, int job) {
-    return p < kSmallest || job != 0 ? 0 : table().work(static_cast<std::size_t>(p));
+    if (p < kSmallest) return 0;
+    const auto n = static_cast<std::size_t>(p);
+    return job != 0 ? tables().pivoted.work(n) : tables().plain.work(n);
 }
 
 int dchdc(double* a, std::ptrdiff_t lda, int p, double* work, int* jpvt, int job, double* scratch) {
-    if (scratch != nullptr && job == 0 && p >= kSmallest)
-        return table().factor(a, static_cast<std::size_t>(lda), static_cast<std::size_t>(p),
-                              scratch);
     const Range free = job != 0 ? arrange(a, lda, p, jpvt) : Range{0, 0};
-    return factorPlain(a, lda, p, work, jpvt, free);
+    if (scratch == nullptr || p < kSmallest) return factorPlain(a, lda, p, work, jpvt, free);
+    const auto n = static_cast<std::size_t>(p), step = static_cast<std::size_t>(lda);
+    if (job == 0) return tables().plain.factor(a, step, n, scratch);
+    return tables().pivoted.factor(a, step, n, jpvt, static_cast<std::size_t>(free.begin),
+                                   static_cast<std::size_t>(free.end), scratch);
 }
 
 void dposl(const double* r, std::ptrdiff_t ldr, int n, double* b) {

@@ -3,7 +3,7 @@
 #include <stddef.h>
 
 #include "linalg/kernels/solver_table.h"
-#include "linalg/kernels/solver_tiles.h"
+#include "linalg/kernels/triangle_tiles.h"
 
 namespace kelvo::kernels::KELVO_LEVEL {
 namespace {
@@ -14,24 +14,14 @@ size_t blockWidth(size_t n) {
     return n <= 160 ? 32 : 64;
 }
 
-size_t roundedUp(size_t n, size_t to) {
-    return (n + to - 1) / to * to;
-}
-
-// The solved strips, and the strip at hand with its sign changed.
 size_t choleskyWork(size_t n) {
-    return blockWidth(n) * (roundedUp(n, kStrip) + kStrip);
+    return Triangle::work(n, blockWidth(n));
 }
 
-class Cholesky {
+class Cholesky : Triangle {
   public:
     Cholesky(double* a, size_t lda, size_t n, double* work)
-        : a_(a),
-          lda_(lda),
-          n_(n),
-          depth_(blockWidth(n)),
-          negated_(work),
-          strips_(work + depth_ * kStrip) {}
+        : Triangle(a, lda, blockWidth(n), work), n_(n), depth_(blockWidth(n)) {}
 
     // The number of steps done. A pivot that is not positive ends it, after all that the steps before
     // it do to the rest.
@@ -49,9 +39,6 @@ class Cholesky {
     }
 
   private:
-    double* column(size_t j) const { return a_ + j * lda_; }
-    double* strip(size_t s, size_t depth) const { return strips_ + s * depth * kStrip; }
-
     // Halves, until the block is small. Works on columns begin .. end - 1; returns where it ended.
     size_t factorBlock(size_t begin, size_t end) {
         if (end - begin <= kSmallBlock) return factorSmallBlock(begin, end);
@@ -103,38 +90,7 @@ class Cholesky {
             }
             unpackStrip(rows, depth, cols, column(j) + begin, lda_);
         }
-        for (size_t j = end, s = 0; j < to; j += kStrip, ++s) {
-            const size_t cols = least(kStrip, to - j);
-            const bool hasZeros = negate(strip(s, depth), depth);
-            const auto left = [&](size_t v) {
-                return Left{strip(v, depth), depth * kStrip, kStrip};
-            };
-            for (size_t v = 0; v < s; v += kTileVectors)
-                addProducts(least(kTileVectors, s - v) * kWidth, cols, depth, left(v), negated_,
-                            hasZeros, column(j) + end + v * kWidth, lda_);
-            addToDiagonal(cols, depth, left(s), hasZeros, column(j) + j);
-        }
-    }
-
-    // True when a factor is zero.
-    bool negate(const double* rows, size_t depth) {
-        Lanes zeros = {};
-        for (size_t p = 0; p < depth; ++p) {
-            const Vector row = load(rows + p * kStrip);
-            zeros |= row == Vector{};
-            place(negated_ + p * kStrip) = -row;
-        }
-        return anyLane(zeros);
-    }
-
-    // The square on the diagonal, by way of a copy: below it nothing may change.
-    void addToDiagonal(size_t cols, size_t depth, Left left, bool hasZeros, double* c) {
-        double square[kStrip * kStrip] = {};
-        for (size_t j = 0; j < cols; ++j)
-            for (size_t i = 0; i <= j; ++i) square[i + j * kStrip] = c[i + j * lda_];
-        addProducts(kStrip, cols, depth, left, negated_, hasZeros, square, kStrip);
-        for (size_t j = 0; j < cols; ++j)
-            for (size_t i = 0; i <= j; ++i) c[i + j * lda_] = square[i + j * kStrip];
+        subtractProducts(end, to, depth);
     }
 
     // The strip's rows R at a time: earlier ones from memory, their own in registers. True when a
@@ -180,11 +136,7 @@ class Cholesky {
         }
     }
 
-    double* a_;
-    size_t lda_, n_;
-    size_t depth_;
-    double* negated_;
-    double* strips_;
+    size_t n_, depth_;
 };
 
 int factor(double* a, size_t lda, size_t n, double* work) {

@@ -10,7 +10,7 @@ namespace kelvo::kernels {
 namespace {
 
 // Columns that are rotated together.
-constexpr int kTogether = 16;
+constexpr int kTogether = 16, kFew = 4;
 
 const RotationTable& table() {
     switch (activeLevel()) {
@@ -123,6 +123,19 @@ void drotg(double* a, double b, double* c, double* s) {
     *a = r;
 }
 
+namespace {
+
+// The triangle on the diagonal and its own rotations.
+void finishColumns(int n, double* r, std::ptrdiff_t ldr, double* rest, double* c, double* s) {
+    for (int j = 0; j < n; ++j) {
+        double* const column = r + j * ldr;
+        for (int i = 0; i < j; ++i) rotate(c[i], s[i], column[i], rest[j]);
+        drotg(column + j, rest[j], c + j, s + j);
+    }
+}
+
+}  // namespace
+
 void dchud(double* r, std::ptrdiff_t ldr, int p, const double* x, double* z, std::ptrdiff_t ldz,
            int nz, const double* y, double* rho, double* c, double* s) {
     double rest[kTogether];
@@ -130,11 +143,11 @@ void dchud(double* r, std::ptrdiff_t ldr, int p, const double* x, double* z, std
         const int cols = std::min(kTogether, p - begin);
         std::copy_n(x + begin, cols, rest);
         rotateRows(begin, cols, c, s, r + begin * ldr, ldr, rest);
-        for (int j = begin; j < begin + cols; ++j) {
-            double* const column = r + j * ldr;
-            double last = rest[j - begin];
-            for (int i = begin; i < j; ++i) rotate(c[i], s[i], column[i], last);
-            drotg(column + j, last, c + j, s + j);
+        for (int j = begin; j < begin + cols; j += kFew) {
+            const int few = std::min(kFew, begin + cols - j);
+            double* const block = r + begin + j * ldr;
+            rotateRows(j - begin, few, c + begin, s + begin, block, ldr, rest + (j - begin));
+            finishColumns(few, r + j * (ldr + 1), ldr, rest + (j - begin), c + j, s + j);
         }
     }
     for (int begin = 0; begin < nz; begin += kTogether) {

@@ -25,10 +25,6 @@ size_t panelWidth(size_t n) {
     return n <= 160 ? 32 : n <= 1500 ? 64 : 128;
 }
 
-size_t roundedUp(size_t n, size_t to) {
-    return (n + to - 1) / to * to;
-}
-
 size_t luWork(size_t n) {
     return panelWidth(n) * (kStrip + roundedUp(n, kTileRows));
 }

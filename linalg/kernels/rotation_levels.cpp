@@ -8,15 +8,27 @@
 namespace kelvo::kernels::KELVO_LEVEL {
 namespace {
 
-template <class Number>
-inline void rotate(double c, double s, Number& x, Number& y) {
-    const Number t = c * x + s * y;
+// No template: that would take the alignment of vectors for granted.
+inline void rotate(double c, double s, Vector& x, Vector& y) {
+    const Vector t = c * x + s * y;
+    y = c * y - s * x;
+    x = t;
+}
+inline void rotate(double c, double s, double& x, double& y) {
+    const double t = c * x + s * y;
     y = c * y - s * x;
     x = t;
 }
 
-void rotateColumn(size_t rows, const double* c, const double* s, double* a, double* rest) {
-    for (size_t i = 0; i < rows; ++i) rotate(c[i], s[i], a[i], *rest);
+// N columns, one element at a time.
+template <size_t N>
+inline void rotateColumns(size_t rows, const double* c, const double* s, double* a, size_t lda,
+                          double* rest) {
+    double rests[N];
+    unrolled<N>([&](size_t j) { rests[j] = rest[j]; });
+    for (size_t i = 0; i < rows; ++i)
+        unrolled<N>([&](size_t j) { rotate(c[i], s[i], a[i + j * lda], rests[j]); });
+    unrolled<N>([&](size_t j) { rest[j] = rests[j]; });
 }
 
 // G groups of kWidth columns, kWidth rows of them turned into vectors across the columns at a time.
@@ -42,8 +54,8 @@ void rotateGroups(size_t rows, const double* c, const double* s, double* a, size
         });
     }
     unrolled<G>([&](size_t g) { place(rest + g * kWidth) = rests[g]; });
-    for (size_t j = 0; j < G * kWidth; ++j)
-        rotateColumn(rows - i, c + i, s + i, a + i + j * lda, rest + j);
+    for (size_t j = 0; i < rows && j < G * kWidth; j += 2)
+        rotateColumns<2>(rows - i, c + i, s + i, a + i + j * lda, lda, rest + j);
 }
 
 void rotateRows(size_t rows, size_t cols, const double* c, const double* s, double* a, size_t lda,
@@ -52,7 +64,8 @@ void rotateRows(size_t rows, size_t cols, const double* c, const double* s, doub
     for (; j + 2 * kWidth <= cols; j += 2 * kWidth)
         rotateGroups<2>(rows, c, s, a + j * lda, lda, rest + j);
     for (; j + kWidth <= cols; j += kWidth) rotateGroups<1>(rows, c, s, a + j * lda, lda, rest + j);
-    for (; j < cols; ++j) rotateColumn(rows, c, s, a + j * lda, rest + j);
+    for (; j + 4 <= cols; j += 4) rotateColumns<4>(rows, c, s, a + j * lda, lda, rest + j);
+    for (; j < cols; ++j) rotateColumns<1>(rows, c, s, a + j * lda, lda, rest + j);
 }
 
 }  // namespace

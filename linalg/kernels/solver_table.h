@@ -20,6 +20,15 @@ struct CholeskyTable {
     int (*factor)(double* a, size_t lda, size_t n, double* work);
 };
 
+struct PivotedCholeskyTable {
+    /// Doubles of scratch for order n.
+    size_t (*work)(size_t n);
+    /// dchdc with pivoting, of a matrix whose initial and final elements are in their places already:
+    /// those from `begin` to `end` take part.
+    int (*factor)(double* a, size_t lda, size_t n, int* jpvt, size_t begin, size_t end,
+                  double* work);
+};
+
 struct RotationTable {
     /// `rows` plane rotations (c, s), one after another, each of a row of `a` (rows x cols) with
     /// `rest` (cols elements): element x of the row and y of the rest become c x + s y and c y - s x.
@@ -30,22 +39,26 @@ struct RotationTable {
 namespace base {
 extern const LuTable kLuTable;
 extern const CholeskyTable kCholeskyTable;
+extern const PivotedCholeskyTable kPivotedCholeskyTable;
 extern const RotationTable kRotationTable;
 }  // namespace base
 #if defined(__x86_64__)
 namespace v2 {
 extern const LuTable kLuTable;
 extern const CholeskyTable kCholeskyTable;
+extern const PivotedCholeskyTable kPivotedCholeskyTable;
 extern const RotationTable kRotationTable;
 }  // namespace v2
 namespace v3 {
 extern const LuTable kLuTable;
 extern const CholeskyTable kCholeskyTable;
+extern const PivotedCholeskyTable kPivotedCholeskyTable;
 extern const RotationTable kRotationTable;
 }  // namespace v3
 namespace v4 {
 extern const LuTable kLuTable;
 extern const CholeskyTable kCholeskyTable;
+extern const PivotedCholeskyTable kPivotedCholeskyTable;
 extern const RotationTable kRotationTable;
 }  // namespace v4
 #endif

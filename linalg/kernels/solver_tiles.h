@@ -22,6 +22,10 @@ inline size_t least(size_t a, size_t b) {
     return a < b ? a : b;
 }
 
+inline size_t roundedUp(size_t n, size_t to) {
+    return (n + to - 1) / to * to;
+}
+
 // The left factors of an update: those of step p and of row vector v stand at
 // elements + v * vectorStep + p * step.
 struct Left {
