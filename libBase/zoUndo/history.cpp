@@ -1,0 +1,239 @@
+#include "libBase/zoUndo/history.h"
+
+#include <algorithm>
+
+using zoUndo::Command;
+using zoUndo::Group;
+
+namespace kelvo::zo_undo {
+
+void commitAndDelete(Command* command) noexcept {
+    const std::unique_ptr<Command> last(command);
+    try {
+        command->commit();
+    } catch (...) {  // the command goes either way
+    }
+}
+
+// ---- Groups
+
+// The first group of an empty step after a partial one would hide the rest that can be redone, so
+// it joins that step until it gets a command.
+Group* History::insert(Group* group) {
+    std::unique_ptr<Group> given(group);
+    if (playing_ || !group || group->history_) {
+        if (group && group->history_) given.release();
+        return nullptr;
+    }
+    Dropped dropped;
+    takeBeyondLimits(dropped);
+    groups_.insert(groups_.begin() + static_cast<std::ptrdiff_t>(done_), given.release());
+    ++done_;
+    group->history_ = this;
+    group->joined_ = partial_;
+    end(dropped);
+    return group;
+}
+
+Group* History::group(int index) const {
+    if (index == -1) return done_ > 0 ? groups_[done_ - 1] : nullptr;
+    if (index < 0 || index >= numGroups()) return nullptr;
+    return groups_[static_cast<std::size_t>(index)];
+}
+
+void History::deleteLast() {
+    if (playing_ || done_ == 0) return;
+    Dropped dropped;
+    if (groups_[done_ - 1]->count_ > 0) loseMark();
+    take({done_ - 1, done_}, dropped.final);
+    end(dropped);
+}
+
+void History::clear() {
+    if (playing_ || groups_.empty()) return;
+    Dropped dropped;
+    loseMark();
+    take({done_, groups_.size()}, dropped.undone);
+    take({0, done_}, dropped.final);
+    end(dropped);
+}
+
+void History::forget(Group& group) {
+    const auto place = std::find(groups_.begin(), groups_.end(), &group);
+    const auto index = static_cast<std::size_t>(place - groups_.begin());
+    if (group.count_ > 0) loseMark();
+    Groups taken;
+    take({index, index + 1}, taken);
+    manager_.groupDestroyed_.emitValue(&group);
+    changed();
+}
+
+void History::take(Range range, Groups& taken) {
+    const auto begin = groups_.begin() + static_cast<std::ptrdiff_t>(range.begin);
+    const auto end = groups_.begin() + static_cast<std::ptrdiff_t>(range.end);
+    taken.insert(taken.end(), begin, end);
+    for (auto g = begin; g != end; ++g) {
+        bytes_ -= (*g)->bytes_;
+        (*g)->history_ = nullptr;
+    }
+    // What was one step with the first of them begins a step now, unless that one was joined too.
+    if (end != groups_.end() && range.begin != range.end && !(*begin)->joined_)
+        (*end)->joined_ = false;
+    groups_.erase(begin, end);
+    if (range.begin < done_) done_ -= std::min(range.end, done_) - range.begin;
+    if (partial_) partial_ = done_ > 0 && hasRest(lastDoneStep());
+}
+
+void History::end(Dropped& dropped) {
+    for (const Groups* groups : {&dropped.final, &dropped.undone})
+        for (Group* g : *groups) manager_.groupDestroyed_.emitValue(g);
+    for (Command* c : inOrder(dropped.final))
+        if (c->phase_ == Phase::kDone) commitAndDelete(c);
+    for (Group* g : dropped.final) delete g;
+    for (Group* g : dropped.undone) delete g;
+    dropped.commands.clear();
+    changed();
+}
+
+std::vector<Command*> History::inOrder(const Groups& groups) {
+    std::vector<Command*> all;
+    for (const Group* g : groups)
+        for (Command* c = g->commands_; c; c = c->next_) all.push_back(c);
+    if (groups.size() > 1)
+        std::sort(all.begin(), all.end(),
+                  [](const Command* a, const Command* b) { return a->serial_ < b->serial_; });
+    return all;
+}
+
+History::Range History::lastDoneStep() const {
+    std::size_t begin = done_ - 1;
+    while (groups_[begin]->joined_) --begin;
+    return {begin, done_};
+}
+
+History::Range History::firstUndoneStep() const {
+    std::size_t end = done_ + 1;
+    while (end < groups_.size() && groups_[end]->joined_) ++end;
+    return {done_, end};
+}
+
+History::Range History::oldestStep() const {
+    std::size_t end = 1;
+    while (end < done_ && groups_[end]->joined_) ++end;
+    return {0, end};
+}
+
+// Whether any command of a done step is undone: in each group those are the last ones.
+bool History::hasRest(Range step) const {
+    for (std::size_t i = step.begin; i < step.end; ++i) {
+        const Command* first = groups_[i]->commands_;
+        if (first && first->previous_->phase_ == Phase::kUndone) return true;
+    }
+    return false;
+}
+
+// ---- Recording
+
+void History::recorded(Group& group, Command& command) {
+    Dropped dropped;
+    if (partial_ || done_ < groups_.size()) takeUndone(group, dropped);
+    command.serial_ = ++serial_;
+    command.before_ = state_;
+    state_ = command.serial_;
+    bytes_ += command.bytes_;
+    joinLaterGroups(group);
+    takeBeyondLimits(dropped);
+    if (dropped.final.empty() && dropped.undone.empty() && dropped.commands.empty())
+        changed();
+    else
+        end(dropped);
+}
+
+void History::removed(const Command& command) {
+    bytes_ -= command.bytes_;
+    if (command.phase_ == Phase::kDone) loseMark();
+}
+
+// A group that was undone and is recorded into again goes on, without what it held, as the newest.
+void History::takeUndone(Group& recording, Dropped& dropped) {
+    if (partial_) {
+        const Range rest = lastDoneStep();
+        for (std::size_t i = rest.begin; i < rest.end; ++i)
+            takeUndoneCommands(*groups_[i], dropped);
+        partial_ = false;
+    }
+    take({done_, groups_.size()}, dropped.undone);
+    const auto place = std::find(dropped.undone.begin(), dropped.undone.end(), &recording);
+    if (place == dropped.undone.end()) return;
+    dropped.undone.erase(place);
+    takeUndoneCommands(recording, dropped);
+    recording.history_ = this;
+    recording.joined_ = false;
+    groups_.push_back(&recording);
+    ++done_;
+}
+
+void History::takeUndoneCommands(Group& group, Dropped& dropped) {
+    for (Command *c = group.commands_, *next; c; c = next) {
+        next = c->next_;
+        if (c->phase_ != Phase::kUndone) continue;
+        dropped.commands.emplace_back(c);
+        group.unlink(*c);
+        c->group_ = nullptr;
+    }
+}
+
+// Keeps the order of undoing right when `group` has got a command after a later group.
+void History::joinLaterGroups(Group& group) {
+    bool laterCommands = false;
+    std::size_t i = done_ - 1;
+    for (; groups_[i] != &group; --i) laterCommands |= groups_[i]->count_ > 0;
+    if (laterCommands)
+        while (++i < done_) groups_[i]->joined_ = true;
+    else if (group.count_ == 1)
+        group.joined_ = false;
+}
+
+// ---- Limits
+
+void History::setLimits(std::int64_t bytes, int groups) {
+    byteLimit_ = bytes;
+    groupLimit_ = groups;
+    Dropped dropped;
+    if (playing_) return;
+    takeBeyondLimits(dropped);
+    if (!dropped.final.empty()) end(dropped);
+}
+
+bool History::beyondLimits() const {
+    return (byteLimit_ > 0 && bytes_ > byteLimit_) ||
+           (groupLimit_ > 0 && groups_.size() > static_cast<std::size_t>(groupLimit_));
+}
+
+void History::takeBeyondLimits(Dropped& dropped) {
+    while (beyondLimits()) {
+        if (done_ == 0) return;
+        const Range oldest = oldestStep();
+        if (oldest.end == done_) return;
+        take(oldest, dropped.final);
+    }
+}
+
+// ---- The saved document
+
+void History::setClean() {
+    clean_ = state_;
+    changed();
+}
+
+void History::setModified() {
+    clean_ = kNever;
+    changed();
+}
+
+// Changes have left the history in the middle: going back no longer leads to the saved state.
+void History::loseMark() {
+    if (clean_ != state_) clean_ = kNever;
+}
+
+}  // namespace kelvo::zo_undo
