@@ -103,7 +103,7 @@ void Group::unlink(Command& command) noexcept {
     if (!recorded) return;
     --count_;
     bytes_ -= command.bytes_;
-    if (history_) history_->removed(command);
+    if (history_) history_->removed(*this, command);
 }
 
 }  // namespace zoUndo

@@ -17,21 +17,17 @@ void commitAndDelete(Command* command) noexcept {
 
 // ---- Groups
 
-// The first group of an empty step after a partial one would hide the rest that can be redone, so
-// it joins that step until it gets a command.
 Group* History::insert(Group* group) {
+    if (!group || group->history_) return nullptr;
     std::unique_ptr<Group> given(group);
-    if (playing_ || !group || group->history_) {
-        if (group && group->history_) given.release();
-        return nullptr;
-    }
-    Dropped dropped;
-    takeBeyondLimits(dropped);
-    groups_.insert(groups_.begin() + static_cast<std::ptrdiff_t>(done_), given.release());
+    if (playing_) return nullptr;
+    groups_.insert(groups_.begin() + static_cast<std::ptrdiff_t>(done_), group);
+    given.release();
     ++done_;
     group->history_ = this;
-    group->joined_ = partial_;
-    end(dropped);
+    bytes_ += group->bytes_;
+    filled_ += group->count_ > 0;
+    changed();
     return group;
 }
 
@@ -74,6 +70,7 @@ void History::take(Range range, Groups& taken) {
     taken.insert(taken.end(), begin, end);
     for (auto g = begin; g != end; ++g) {
         bytes_ -= (*g)->bytes_;
+        filled_ -= (*g)->count_ > 0;
         (*g)->history_ = nullptr;
     }
     // What was one step with the first of them begins a step now, unless that one was joined too.
@@ -106,21 +103,25 @@ std::vector<Command*> History::inOrder(const Groups& groups) {
 }
 
 History::Range History::lastDoneStep() const {
-    std::size_t begin = done_ - 1;
-    while (groups_[begin]->joined_) --begin;
+    std::size_t begin = done_;
+    bool filled = false;
+    while (begin > 0 && (!filled || groups_[begin]->joined_))
+        filled |= groups_[--begin]->count_ > 0;
     return {begin, done_};
 }
 
 History::Range History::firstUndoneStep() const {
-    std::size_t end = done_ + 1;
-    while (end < groups_.size() && groups_[end]->joined_) ++end;
+    std::size_t end = done_;
+    bool filled = false;
+    while (end < groups_.size() && (!filled || groups_[end]->joined_))
+        filled |= groups_[end++]->count_ > 0;
     return {done_, end};
 }
 
-History::Range History::oldestStep() const {
-    std::size_t end = 1;
-    while (end < done_ && groups_[end]->joined_) ++end;
-    return {0, end};
+bool History::anyFilled(Range range) const {
+    for (std::size_t i = range.end; i-- > range.begin;)
+        if (groups_[i]->count_ > 0) return true;
+    return false;
 }
 
 // Whether any command of a done step is undone: in each group those are the last ones.
@@ -136,32 +137,34 @@ bool History::hasRest(Range step) const {
 
 void History::recorded(Group& group, Command& command) {
     Dropped dropped;
+    bytes_ += command.bytes_;
+    filled_ += group.count_ == 1;
     if (partial_ || done_ < groups_.size()) takeUndone(group, dropped);
     command.serial_ = ++serial_;
     command.before_ = state_;
     state_ = command.serial_;
-    bytes_ += command.bytes_;
     joinLaterGroups(group);
-    takeBeyondLimits(dropped);
+    if (beyondLimits()) takeBeyondLimits(dropped);
     if (dropped.final.empty() && dropped.undone.empty() && dropped.commands.empty())
         changed();
     else
         end(dropped);
 }
 
-void History::removed(const Command& command) {
+void History::removed(const Group& group, const Command& command) {
     bytes_ -= command.bytes_;
+    filled_ -= group.count_ == 0;
     if (command.phase_ == Phase::kDone) loseMark();
 }
 
 // A group that was undone and is recorded into again goes on, without what it held, as the newest.
 void History::takeUndone(Group& recording, Dropped& dropped) {
-    if (partial_) {
-        const Range rest = lastDoneStep();
-        for (std::size_t i = rest.begin; i < rest.end; ++i)
-            takeUndoneCommands(*groups_[i], dropped);
-        partial_ = false;
+    // The step with the undone rest is the last but for `recording`, which holds its command already.
+    for (std::size_t i = done_; partial_ && i-- > 0;) {
+        takeUndoneCommands(*groups_[i], dropped);
+        if (!dropped.commands.empty() && !groups_[i]->joined_) partial_ = false;
     }
+    partial_ = false;
     take({done_, groups_.size()}, dropped.undone);
     const auto place = std::find(dropped.undone.begin(), dropped.undone.end(), &recording);
     if (place == dropped.undone.end()) return;
@@ -171,6 +174,8 @@ void History::takeUndone(Group& recording, Dropped& dropped) {
     recording.joined_ = false;
     groups_.push_back(&recording);
     ++done_;
+    bytes_ += recording.bytes_;
+    ++filled_;
 }
 
 void History::takeUndoneCommands(Group& group, Dropped& dropped) {
@@ -206,16 +211,21 @@ void History::setLimits(std::int64_t bytes, int groups) {
 }
 
 bool History::beyondLimits() const {
-    return (byteLimit_ > 0 && bytes_ > byteLimit_) ||
-           (groupLimit_ > 0 && groups_.size() > static_cast<std::size_t>(groupLimit_));
+    return (byteLimit_ > 0 && bytes_ > byteLimit_) || (groupLimit_ > 0 && filled_ > groupLimit_);
 }
 
+// Empty groups at the front are left when the steps between them have gone. The latest of them may
+// belong to operations that are still running and are going to record.
 void History::takeBeyondLimits(Dropped& dropped) {
+    constexpr std::size_t kMostRunning = 10;
     while (beyondLimits()) {
-        if (done_ == 0) return;
-        const Range oldest = oldestStep();
-        if (oldest.end == done_) return;
+        Range oldest = {0, 0};
+        while (oldest.begin < done_ && groups_[oldest.begin]->count_ == 0) ++oldest.begin;
+        oldest.end = oldest.begin + 1;
+        while (oldest.end < done_ && groups_[oldest.end]->joined_) ++oldest.end;
+        if (oldest.end >= done_ || !anyFilled({oldest.end, done_})) return;
         take(oldest, dropped.final);
+        if (oldest.begin > kMostRunning) take({0, oldest.begin - kMostRunning}, dropped.final);
     }
 }
 

@@ -20,7 +20,8 @@ void commitAndDelete(zoUndo::Command* command) noexcept;
 
 /// Groups in the order of their age. The done side, groups_[0, done_), can be undone; the rest can
 /// be redone, groups_[done_] first. Invariants:
-///   - a step is a run of groups of which all but the first are `joined_`; no step crosses done_;
+///   - a step is a run of groups of which all but the first are `joined_`, with the empty groups
+///     that come after it when it is undone and before it when it is redone; no step crosses done_;
 ///   - the commands of all done steps have ascending serials from step to step;
 ///   - all commands of the done side are done, except that the last step may have an undone rest
 ///     (partial_); in each of its groups the done commands come first;
@@ -28,6 +29,11 @@ void commitAndDelete(zoUndo::Command* command) noexcept;
 class History {
   public:
     using Groups = std::vector<zoUndo::Group*>;
+
+    // A run of groups: [begin, end) of groups_.
+    struct Range {
+        std::size_t begin, end;
+    };
 
     explicit History(zoUndo::Manager& manager) : manager_(manager) {}
 
@@ -45,12 +51,12 @@ class History {
     /// `command` has just become the last one of `group`. Either may be gone when this returns.
     void recorded(zoUndo::Group& group, zoUndo::Command& command);
     /// `command` has just been taken out of a group.
-    void removed(const zoUndo::Command& command);
+    void removed(const zoUndo::Group& group, const zoUndo::Command& command);
 
     // Playing
     bool isPlaying() const { return playing_; }
-    bool canUndo() const { return !playing_ && done_ > 0; }
-    bool canRedo() const { return !playing_ && (partial_ || done_ < groups_.size()); }
+    bool canUndo() const { return !playing_ && anyFilled({0, done_}); }
+    bool canRedo() const { return !playing_ && (partial_ || anyFilled({done_, groups_.size()})); }
     bool undo();
     bool redo();
     zoString::CString undoName() const;
@@ -70,10 +76,6 @@ class History {
     void changed() { manager_.changed_.emit(); }
 
   private:
-    // A run of groups: [begin, end) of groups_.
-    struct Range {
-        std::size_t begin, end;
-    };
     // What has left the history and waits for its end. Signals and destructors run other people's
     // code, so they come last, when the history is in order again.
     struct Dropped {
@@ -83,15 +85,17 @@ class History {
 
     Range lastDoneStep() const;
     Range firstUndoneStep() const;
-    Range oldestStep() const;
+    bool anyFilled(Range range) const;
+    zoString::CString stepName(Range step) const;
     bool hasRest(Range step) const;
     /// All commands of the groups in the order of recording.
     static std::vector<zoUndo::Command*> inOrder(const Groups& groups);
 
     bool play(Range step, bool undoing);
     bool playCommands(Range step, bool undoing);
+    bool playGroup(zoUndo::Group& group, bool undoing);
     bool playOne(zoUndo::Command& command, bool undoing);
-    void finishPlay(Range step, bool undoing);
+    void finishPlay(Range step);
 
     void takeUndone(zoUndo::Group& recording, Dropped& dropped);
     static void takeUndoneCommands(zoUndo::Group& group, Dropped& dropped);
@@ -112,6 +116,7 @@ class History {
     bool playing_ = false;
     bool played_ = false;  // the last playback has changed something
     std::int64_t bytes_ = 0;
+    int filled_ = 0;  // groups that hold commands
     std::int64_t byteLimit_ = 0;
     int groupLimit_ = 0;
     // States of the document are named by the serial of the command that led to them.

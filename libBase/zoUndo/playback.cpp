@@ -23,25 +23,26 @@ bool History::play(Range step, bool undoing) {
         manager_.creationDisable_.emitValue(true);
         whole = playCommands(step, undoing);
     } catch (...) {
-        finishPlay(step, undoing);
+        finishPlay(step);
         throw;
     }
-    finishPlay(step, undoing);
+    finishPlay(step);
     return whole;
 }
 
 bool History::playCommands(Range step, bool undoing) {
-    if (step.end - step.begin > 1) {
-        const auto first = groups_.begin();
-        std::vector<Command*> commands =
-            inOrder(Groups(first + static_cast<std::ptrdiff_t>(step.begin),
-                           first + static_cast<std::ptrdiff_t>(step.end)));
-        if (undoing) std::reverse(commands.begin(), commands.end());
-        return std::all_of(commands.begin(), commands.end(),
-                           [&](Command* c) { return playOne(*c, undoing); });
-    }
-    Command* const first = groups_[step.begin]->commands_;
-    if (!first) return true;
+    Groups filled;
+    for (std::size_t i = step.begin; i < step.end; ++i)
+        if (groups_[i]->count_ > 0) filled.push_back(groups_[i]);
+    if (filled.size() == 1) return playGroup(*filled.front(), undoing);
+    std::vector<Command*> commands = inOrder(filled);
+    if (undoing) std::reverse(commands.begin(), commands.end());
+    return std::all_of(commands.begin(), commands.end(),
+                       [&](Command* c) { return playOne(*c, undoing); });
+}
+
+bool History::playGroup(Group& group, bool undoing) {
+    Command* const first = group.commands_;
     if (!undoing) {
         for (Command* c = first; c; c = c->next_)
             if (!playOne(*c, undoing)) return false;
@@ -64,30 +65,34 @@ bool History::playOne(Command& command, bool undoing) {
     return true;
 }
 
-void History::finishPlay(Range step, bool undoing) {
+void History::finishPlay(Range step) {
     bool anyDone = false, anyUndone = false;
     for (std::size_t i = step.begin; i < step.end; ++i)
         if (const Command* first = groups_[i]->commands_) {
             anyDone |= first->phase_ == Phase::kDone;
             anyUndone |= first->previous_->phase_ == Phase::kUndone;
         }
-    // An empty step has nothing that could stop it.
-    const bool onDoneSide = anyDone || (!anyUndone && !undoing);
-    const bool moved = onDoneSide ? done_ < step.end : done_ > step.begin;
-    done_ = onDoneSide ? step.end : step.begin;
+    done_ = anyDone ? step.end : step.begin;
     partial_ = anyDone && anyUndone;
     playing_ = false;
     manager_.creationDisable_.emitValue(false);
-    if (played_ || moved) changed();
+    if (played_) changed();
 }
 
 zoString::CString History::undoName() const {
-    return canUndo() ? groups_[lastDoneStep().begin]->name() : zoString::CString();
+    return canUndo() ? stepName(lastDoneStep()) : zoString::CString();
 }
 
 zoString::CString History::redoName() const {
-    if (!canRedo()) return {};
-    return groups_[(partial_ ? lastDoneStep() : firstUndoneStep()).begin]->name();
+    return canRedo() ? stepName(partial_ ? lastDoneStep() : firstUndoneStep())
+                     : zoString::CString();
+}
+
+zoString::CString History::stepName(Range step) const {
+    zoString::CString name;
+    for (std::size_t i = step.begin; i < step.end && name.isEmpty(); ++i)
+        if (groups_[i]->count_ > 0) name = groups_[i]->name();
+    return name;
 }
 
 }  // namespace kelvo::zo_undo

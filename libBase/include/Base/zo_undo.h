@@ -5,7 +5,8 @@
 //      can be undone, then those that were undone and can be redone.
 //   3. Commands are undone in the reverse of the order in which they were recorded, always. When
 //      one was recorded into a group while a later group already held commands, the two belong
-//      to one operation: they are undone, redone and dropped together, as one step.
+//      to one operation: they are undone, redone and dropped together, as one step. Empty groups are
+//      no steps; playing passes over them.
 //   4. Recording anything deletes what could have been redone.
 //   5. What leaves the history while it is done (by a limit, deleteLastGroup, clear, the end of the
 //      manager) can never be undone again: its commands get commit(), in the order of recording,
@@ -175,7 +176,7 @@ class BASE_API Manager {
     int numGroups() const noexcept;
     /// Number of groups that can be undone, wholly or in part; they come first.
     int numDoneGroups() const noexcept;
-    /// Whether there is a step to undo (an empty group is one). False while a playback runs.
+    /// Whether there is a step to undo. False while a playback runs.
     bool canUndo() const noexcept;
     /// Whether there is a step, or the rest of one, to redo. False while a playback runs.
     bool canRedo() const noexcept;
@@ -188,7 +189,8 @@ class BASE_API Manager {
 
     // ---- Menus
 
-    /// Name of the step that undo() would undo: that of its oldest group. Empty when there is none.
+    /// Name of the step that undo() would undo: of its oldest group that has one. Empty when there
+    /// is none.
     zoString::CString undoName() const;
     /// Name of the step that redo() would redo.
     zoString::CString redoName() const;
@@ -202,8 +204,7 @@ class BASE_API Manager {
     /// Most bytes of commands that the history keeps. 0 or less: no limit, as at first.
     void setByteLimit(std::int64_t bytes);
     std::int64_t byteLimit() const noexcept;
-    /// Most groups that the history keeps, beside a new one that holds nothing yet. 0 or less: no
-    /// limit, as at first.
+    /// Most groups with commands that the history keeps. 0 or less: no limit, as at first.
     void setGroupLimit(int groups);
     int groupLimit() const noexcept;
 
@@ -229,8 +230,9 @@ class BASE_API Manager {
     zoRTB::SignalBase& changedSignal() noexcept;
 
   protected:
-    /// For managers with their own kind of group: enters `group`, made with new, as newGroup does
-    /// and owns it. Null, and the group deleted, while a playback runs.
+    /// For managers with their own kind of group: enters `group`, made with new and empty, as
+    /// newGroup does, owns it and returns it. While a playback runs the group is deleted; null then,
+    /// and for a group that has a manager already.
     Group* adoptGroup(Group* group);
 
   private:
