@@ -8,5 +8,7 @@
 #include "Base/zo.h"
 #include "Base/zo_os_filename.h"
 #include "Base/zo_os_process.h"
+#include "Base/zo_rtb.h"
 #include "Base/zo_string.h"
+#include "Base/zo_undo.h"
 #include "Base/zo_util.h"
