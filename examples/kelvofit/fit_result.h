@@ -51,6 +51,7 @@ struct FitResult {
     InputKind kind = InputKind::kXyz;
     Box box;  // of the input: points or control points
     double tolerance = 0;
+    double scale = 1;      // from lengths here to lengths between the points and surfaces
     bool stopped = false;  // by the user
     std::vector<SplineSurface> surfaces;
     std::vector<MeasuredPoint> points;

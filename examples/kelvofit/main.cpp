@@ -22,6 +22,12 @@ namespace {
 constexpr std::size_t kLeastPoints = 16;
 constexpr double kDefaultTolerance = 1e-3;  // to the diagonal
 
+std::string numbered(int number) {
+    char name[32];
+    std::snprintf(name, sizeof name, "fit.%04d.svg", number);
+    return name;
+}
+
 /// Seconds since the last call, by stage.
 class Clock {
   public:
@@ -50,6 +56,7 @@ class Run {
     void showStep(int step, int most, double u, double v, double largest) const;
     bool wantsToStop() const { return interrupted() || reporter_.quit() != 0; }
     void setTolerance();
+    void writeTurntable(const Picture& picture, ResultDirectory& directory) const;
     void write();
     void summarise() const;
 
@@ -113,17 +120,28 @@ void Run::fitScattered(TextFile& file) {
     clock_.lap("fit");
 }
 
+void Run::writeTurntable(const Picture& picture, ResultDirectory& directory) const {
+    if (options_.turntable == 0) return;
+    int number = 0;
+    for (const Camera& camera : picture.cameras(options_.turntable))
+        directory.add(numbered(++number), picture.svg(camera));
+    // Longer sequences of earlier runs would go on with another surface.
+    while (directory.has(numbered(++number))) directory.drop(numbered(number));
+}
+
 void Run::write() {
     const std::string title = "kelvofit, fitted to " + options_.input;
     const bool patches = result_.patches.has_value();
-    const Mesh mesh = patches ? meshOf(result_, 12, 12, 12) : meshOf(result_, 4, 40, 160);
+    const FitResult placed = placedCopy(result_, options_.placement);
+    const Mesh mesh = patches ? meshOf(placed, 12, 12, 12) : meshOf(placed, 4, 40, 160);
     clock_.lap("mesh");
-    const std::string picture = pictureSvg(result_, options_);
-    clock_.lap("picture");
+    const Picture picture(placed, options_);
     ResultDirectory directory(options_.out);
     directory.add("surface.obj", meshObj(mesh, title));
-    directory.add("net.obj", netObj(result_, title));
-    directory.add("fit.svg", picture);
+    directory.add("net.obj", netObj(placed, title));
+    directory.add("fit.svg", picture.svg(picture.cameras(1).front()));
+    writeTurntable(picture, directory);
+    clock_.lap("picture");
     clock_.lap("write");
     directory.add("report.json", reportJson(result_, options_, clock_.laps()));
     directory.commit();
@@ -151,6 +169,7 @@ void Run::summarise() const {
 }
 
 void Run::operator()() {
+    if (options_.up != 0) va_coordinate_system = options_.up == 'y' ? 1 : 0;
     checkWritable(options_.out);
     result_.kind = inputKind(options_.input);
     TextFile file = TextFile::read(options_.input);
