@@ -1,0 +1,154 @@
+// Signals: an object says that something happened, whoever connected a callback hears it.
+//   1. A signal owns its callbacks and calls them in the order in which they were added.
+//   2. A connection ends when the signal (the emitter) dies, when its owner dies, or when the
+//      callback is deleted. An owner is a signal too: a class that connects callbacks to its
+//      members keeps one SignalBase, names it as the owner, and is never called after its death.
+//   3. During an emission callbacks may add and delete callbacks, emit again, and destroy the owner
+//      or the emitter. An ended connection is not called any more, a new one not before the next
+//      emission, and a callback that is running is deleted only when it has returned.
+//   4. What travels is the address of one value, or null. Emitter and callbacks agree on its type.
+//   5. An exception of a callback leaves emit(); the callbacks after it are not called.
+//   6. One thread.
+#pragma once
+
+#include <utility>
+
+#include "Base/base_api.h"
+
+namespace zoRTB {
+
+class SignalBase;
+struct Emission;
+
+/// A callback. Made with new and given to SignalBase::addCallback, which then owns it.
+class BASE_API FunctionBase {
+  public:
+    FunctionBase() = default;
+    FunctionBase(const FunctionBase&) = delete;
+    FunctionBase& operator=(const FunctionBase&) = delete;
+    /// Ends the connection.
+    virtual ~FunctionBase();
+
+    /// Receives what was given to SignalBase::emit: the address of the value, or null.
+    virtual void call(void* argument) = 0;
+
+    /// Whether a signal has this callback. False from the end of the connection on, which a
+    /// callback that caused it can still ask.
+    bool isConnected() const noexcept { return emitter_ != nullptr; }
+
+  private:
+    friend class SignalBase;
+    friend struct Emission;
+    SignalBase* emitter_ = nullptr;  // borrowed; null when not connected
+    SignalBase* owner_ = nullptr;    // borrowed; null when there is none
+    // Neighbours in the two lists; "previous" of the first is the last.
+    FunctionBase* previous_ = nullptr;
+    FunctionBase* next_ = nullptr;
+    FunctionBase* ownedPrevious_ = nullptr;
+    FunctionBase* ownedNext_ = nullptr;
+    Emission* running_ = nullptr;  // borrowed; innermost emission that is calling this
+};
+
+/// Something that callbacks can be connected to, or that owns connections, or both. Connections
+/// belong to the object and not to its value: a copy starts without any, assignment changes none.
+class BASE_API SignalBase {
+  public:
+    SignalBase() noexcept = default;
+    SignalBase(const SignalBase&) noexcept {}
+    SignalBase& operator=(const SignalBase&) noexcept { return *this; }
+    /// Deletes its callbacks and ends the connections that it owns.
+    ~SignalBase();
+
+    /// Connects `callback` and takes it over; null does nothing. A callback that is connected
+    /// already moves here.
+    void addCallback(FunctionBase* callback);
+    /// The same, for a connection that ends with `owner` too.
+    void addCallback(FunctionBase* callback, SignalBase& owner);
+
+    /// Calls all callbacks with `argument`, the address of the value that they expect. Callbacks
+    /// for a value leave a null address alone; those without one ignore it.
+    void emit(void* argument = nullptr);
+    /// Calls all callbacks with a copy of `value`, which they may change for those after them.
+    template <class A>
+    void emitValue(A value) {
+        emit(&value);
+    }
+
+    /// Number of connected callbacks.
+    int numCallbacks() const noexcept;
+
+  private:
+    friend class FunctionBase;
+    friend struct Emission;
+    static void detach(FunctionBase& callback) noexcept;
+    static void dispose(FunctionBase& callback);
+    void enter(Emission& emission);
+
+    FunctionBase* callbacks_ = nullptr;  // owned; the first one
+    FunctionBase* owned_ = nullptr;      // borrowed; first callback whose connection ends with us
+    Emission* emissions_ = nullptr;      // borrowed; innermost running one
+};
+
+/// Calls a function with the emitted value of type A.
+template <class A>
+class FunctionArgGlobal : public FunctionBase {
+  public:
+    explicit FunctionArgGlobal(void (*function)(A)) : function_(function) {}
+    void call(void* argument) override {
+        if (argument) function_(*static_cast<A*>(argument));
+    }
+
+  private:
+    void (*function_)(A);
+};
+
+/// Calls a member function with the emitted value of type A. The object must outlive the
+/// connection; see "owner" above.
+template <class T, class A>
+class FunctionArgMember : public FunctionBase {
+  public:
+    FunctionArgMember(T* object, void (T::*function)(A)) : object_(object), function_(function) {}
+    void call(void* argument) override {
+        if (argument) (object_->*function_)(*static_cast<A*>(argument));
+    }
+
+  private:
+    T* object_;  // borrowed
+    void (T::*function_)(A);
+};
+
+/// Calls a function without arguments, whatever is emitted.
+class FunctionGlobal : public FunctionBase {
+  public:
+    explicit FunctionGlobal(void (*function)()) : function_(function) {}
+    void call(void*) override { function_(); }
+
+  private:
+    void (*function_)();
+};
+
+/// Calls a member function without arguments, whatever is emitted.
+template <class T>
+class FunctionMember : public FunctionBase {
+  public:
+    FunctionMember(T* object, void (T::*function)()) : object_(object), function_(function) {}
+    void call(void*) override { (object_->*function_)(); }
+
+  private:
+    T* object_;  // borrowed
+    void (T::*function_)();
+};
+
+/// Calls a function object (a lambda, say) that takes no arguments, whatever is emitted:
+/// `signal.addCallback(new zoRTB::FunctionObject([&] { refresh(); }), owner);`
+template <class Callable>
+class FunctionObject : public FunctionBase {
+  public:
+    explicit FunctionObject(Callable callable) : callable_(std::move(callable)) {}
+    void call(void*) override { callable_(); }
+
+  private:
+    Callable callable_;
+};
+
+}  // namespace zoRTB

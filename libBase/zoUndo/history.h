@@ -1,0 +1,128 @@
+// What a manager keeps, and how it is played.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <limits>
+#include <memory>
+#include <vector>
+
+#include "Base/zo_undo.h"
+
+namespace kelvo::zo_undo {
+
+/// Where a command is: not recorded, or recorded and in force, or recorded and undone.
+enum class Phase : std::uint8_t { kNew, kDone, kUndone };
+
+/// commit() for a command that nobody can undo, then its end.
+void commitAndDelete(zoUndo::Command* command) noexcept;
+
+/// Groups in the order of their age. The done side, groups_[0, done_), can be undone; the rest can
+/// be redone, groups_[done_] first. Invariants:
+///   - a step is a run of groups of which all but the first are `joined_`, with the empty groups
+///     that come after it when it is undone and before it when it is redone; no step crosses done_;
+///   - the commands of all done steps have ascending serials from step to step;
+///   - all commands of the done side are done, except that the last step may have an undone rest
+///     (partial_); in each of its groups the done commands come first;
+///   - all commands beyond done_ are undone.
+class History {
+  public:
+    using Groups = std::vector<zoUndo::Group*>;
+
+    // A run of groups: [begin, end) of groups_.
+    struct Range {
+        std::size_t begin, end;
+    };
+
+    explicit History(zoUndo::Manager& manager) : manager_(manager) {}
+
+    // Groups
+    zoUndo::Group* insert(zoUndo::Group* group);
+    zoUndo::Group* group(int index) const;
+    int numGroups() const { return static_cast<int>(groups_.size()); }
+    int numDone() const { return static_cast<int>(done_); }
+    void deleteLast();
+    void clear();
+    /// The group is being deleted by somebody else.
+    void forget(zoUndo::Group& group);
+
+    // Recording
+    /// `command` has just become the last one of `group`. Either may be gone when this returns.
+    void recorded(zoUndo::Group& group, zoUndo::Command& command);
+    /// `command` has just been taken out of a group.
+    void removed(const zoUndo::Group& group, const zoUndo::Command& command);
+
+    // Playing
+    bool isPlaying() const { return playing_; }
+    bool canUndo() const { return !playing_ && anyFilled({0, done_}); }
+    bool canRedo() const { return !playing_ && (partial_ || anyFilled({done_, groups_.size()})); }
+    bool undo();
+    bool redo();
+    zoString::CString undoName() const;
+    zoString::CString redoName() const;
+
+    // Limits
+    void setLimits(std::int64_t bytes, int groups);
+    std::int64_t byteLimit() const { return byteLimit_; }
+    int groupLimit() const { return groupLimit_; }
+    std::int64_t bytes() const { return bytes_; }
+
+    // The saved document
+    void setClean();
+    void setModified();
+    bool isClean() const { return state_ == clean_; }
+
+    void changed() { manager_.changed_.emit(); }
+
+  private:
+    // What has left the history and waits for its end. Signals and destructors run other people's
+    // code, so they come last, when the history is in order again.
+    struct Dropped {
+        Groups final, undone;
+        std::vector<std::unique_ptr<zoUndo::Command>> commands;  // undone ones
+    };
+
+    Range lastDoneStep() const;
+    Range firstUndoneStep() const;
+    bool anyFilled(Range range) const;
+    zoString::CString stepName(Range step) const;
+    bool hasRest(Range step) const;
+    /// All commands of the groups in the order of recording.
+    static std::vector<zoUndo::Command*> inOrder(const Groups& groups);
+
+    bool play(Range step, bool undoing);
+    bool playCommands(Range step, bool undoing);
+    bool playGroup(zoUndo::Group& group, bool undoing);
+    bool playOne(zoUndo::Command& command, bool undoing);
+    void finishPlay(Range step);
+
+    void takeUndone(zoUndo::Group& recording, Dropped& dropped);
+    static void takeUndoneCommands(zoUndo::Group& group, Dropped& dropped);
+    void joinLaterGroups(zoUndo::Group& group);
+    bool beyondLimits() const;
+    void takeBeyondLimits(Dropped& dropped);
+    void take(Range range, Groups& taken);
+    void end(Dropped& dropped);
+    void loseMark();
+
+    // A state that no command leads to.
+    static constexpr std::uint64_t kNever = std::numeric_limits<std::uint64_t>::max();
+
+    zoUndo::Manager& manager_;
+    std::deque<zoUndo::Group*> groups_;  // owned
+    std::size_t done_ = 0;
+    bool partial_ = false;  // the last done step has an undone rest
+    bool playing_ = false;
+    bool played_ = false;  // the last playback has changed something
+    std::int64_t bytes_ = 0;
+    int filled_ = 0;  // groups that hold commands
+    std::int64_t byteLimit_ = 0;
+    int groupLimit_ = 0;
+    // States of the document are named by the serial of the command that led to them.
+    std::uint64_t serial_ = 0;  // given last
+    std::uint64_t state_ = 0;   // now; 0: before anything was recorded
+    std::uint64_t clean_ = 0;   // as saved; kNever: cannot be reached
+};
+
+}  // namespace kelvo::zo_undo

@@ -1,0 +1,98 @@
+#include "libBase/zoUndo/history.h"
+
+#include <algorithm>
+
+using zoUndo::Command;
+using zoUndo::Group;
+
+namespace kelvo::zo_undo {
+
+bool History::undo() {
+    return canUndo() && play(lastDoneStep(), true);
+}
+
+bool History::redo() {
+    return canRedo() && play(partial_ ? lastDoneStep() : firstUndoneStep(), false);
+}
+
+bool History::play(Range step, bool undoing) {
+    playing_ = true;
+    played_ = false;
+    bool whole = false;
+    try {
+        manager_.creationDisable_.emitValue(true);
+        whole = playCommands(step, undoing);
+    } catch (...) {
+        finishPlay(step);
+        throw;
+    }
+    finishPlay(step);
+    return whole;
+}
+
+bool History::playCommands(Range step, bool undoing) {
+    Groups filled;
+    for (std::size_t i = step.begin; i < step.end; ++i)
+        if (groups_[i]->count_ > 0) filled.push_back(groups_[i]);
+    if (filled.size() == 1) return playGroup(*filled.front(), undoing);
+    std::vector<Command*> commands = inOrder(filled);
+    if (undoing) std::reverse(commands.begin(), commands.end());
+    return std::all_of(commands.begin(), commands.end(),
+                       [&](Command* c) { return playOne(*c, undoing); });
+}
+
+bool History::playGroup(Group& group, bool undoing) {
+    Command* const first = group.commands_;
+    if (!undoing) {
+        for (Command* c = first; c; c = c->next_)
+            if (!playOne(*c, undoing)) return false;
+        return true;
+    }
+    for (Command* c = first->previous_;; c = c->previous_) {
+        if (!playOne(*c, undoing)) return false;
+        if (c == first) return true;
+    }
+}
+
+// Commands that are where the playback leads are passed over: part of the step was played before.
+bool History::playOne(Command& command, bool undoing) {
+    const auto target = undoing ? Phase::kUndone : Phase::kDone;
+    if (command.phase_ == target) return true;
+    if (!(undoing ? command.undo() : command.redo())) return false;
+    command.phase_ = target;
+    state_ = undoing ? command.before_ : command.serial_;
+    played_ = true;
+    return true;
+}
+
+void History::finishPlay(Range step) {
+    bool anyDone = false, anyUndone = false;
+    for (std::size_t i = step.begin; i < step.end; ++i)
+        if (const Command* first = groups_[i]->commands_) {
+            anyDone |= first->phase_ == Phase::kDone;
+            anyUndone |= first->previous_->phase_ == Phase::kUndone;
+        }
+    done_ = anyDone ? step.end : step.begin;
+    partial_ = anyDone && anyUndone;
+    playing_ = false;
+    manager_.creationDisable_.emitValue(false);
+    if (played_) changed();
+}
+
+zoString::CString History::undoName() const {
+    return canUndo() ? stepName(lastDoneStep()) : zoString::CString();
+}
+
+zoString::CString History::redoName() const {
+    return canRedo() ? stepName(partial_ ? lastDoneStep() : firstUndoneStep())
+                     : zoString::CString();
+}
+
+zoString::CString History::stepName(Range step) const {
+    zoString::CString name;
+    for (std::size_t i = step.begin; i < step.end && name.isEmpty(); ++i)
+        if (groups_[i]->count_ > 0) name = groups_[i]->name();
+    return name;
+}
+
+}  // namespace kelvo::zo_undo

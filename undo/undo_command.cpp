@@ -1,0 +1,131 @@
+#include "KelvoBase/undo_command.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <limits>
+#include <utility>
+
+#include "KelvoBase/vl_undo.h"
+
+namespace zoKelvoBase {
+namespace {
+
+using State = zo::Reference<StatefulUndoState>;
+
+// What a recorded command takes beside its snapshot; part of the answers that limits count on.
+constexpr int kCommandBytes = 28;
+
+// One end of a change: undo puts start snapshots back, redo the others.
+class StateCommand : public zoUndo::Command {
+  public:
+    StateCommand(zoUndo::Group* group, const char* name, State state, bool isStart)
+        : Command(group, name), state_(std::move(state)), isStart_(isStart) {}
+
+    bool redo() override {
+        if (!isStart_ && !skipRedo_) signal_.emitValue(state_);
+        skipRedo_ = false;
+        return true;
+    }
+    bool undo() override {
+        if (isStart_) signal_.emitValue(state_);
+        return true;
+    }
+    int getNumBytesUsed() const override {
+        const std::int64_t bytes = std::int64_t{state_ ? state_->sizeInBytes() : 0} + kCommandBytes;
+        return static_cast<int>(std::min<std::int64_t>(bytes, std::numeric_limits<int>::max()));
+    }
+
+    zoRTB::SignalBase& signal() { return signal_; }
+
+  private:
+    zoRTB::SignalBase signal_;  // carries a State
+    State state_;
+    bool isStart_;
+    bool skipRedo_ = false;  // set by nothing
+};
+
+// Puts a state back into the object and says so, unless the object went while it was put back.
+class SetState : public zoRTB::FunctionBase {
+  public:
+    explicit SetState(StatefulUndoCmd* object) : object_(object) {}
+    void call(void* argument) override {
+        object_->applyState(*static_cast<State*>(argument));
+        if (isConnected()) object_->changedSignal().emit();
+    }
+
+  private:
+    StatefulUndoCmd* object_;  // borrowed; the connection ends with it
+};
+
+}  // namespace
+
+UndoCommand::UndoCommand(zoUndo::Group* group, const char* name)
+    : Command(group, name), group_(group) {}
+
+UndoCommand::~UndoCommand() = default;
+
+void UndoCommand::declare(const void* object) {
+    // The base knows when the group has gone.
+    if (object && group_ && group_ == group()) group_->declare(object);
+}
+
+void UndoCommand::redrawPlanes(KelvoRedraw which) {
+    switch (which) {
+        case KelvoRedrawActivePlanes:
+            return redraw_add_active_planes();
+        case KelvoRedrawModelPlanes:
+            return redraw_add_model_planes();
+        case KelvoRedrawTemplatePlanes:
+            return redraw_add_template_planes();
+        case KelvoRedrawWindowPlanes:
+            return redraw_add_window_planes();
+    }
+}
+
+void UndoCommand::setRedrawPending() {
+    redraw_add_all();
+}
+
+StatefulUndoState::StatefulUndoState() = default;
+StatefulUndoState::StatefulUndoState(const StatefulUndoState&) = default;
+StatefulUndoState& StatefulUndoState::operator=(const StatefulUndoState&) = default;
+StatefulUndoState::~StatefulUndoState() = default;
+
+StatefulUndoCmd::StatefulUndoCmd(const char* name) : name_(name) {}
+StatefulUndoCmd::StatefulUndoCmd(const StatefulUndoCmd& other) : name_(other.name_) {}
+StatefulUndoCmd& StatefulUndoCmd::operator=(const StatefulUndoCmd&) {
+    return *this;
+}
+StatefulUndoCmd::~StatefulUndoCmd() = default;
+
+void StatefulUndoCmd::initialize() {
+    initialized_ = true;
+    if (zoUndo::Group* group = undoGetGroup()) {
+        group->setStart(true);
+        record(true);
+    }
+}
+
+void StatefulUndoCmd::startChange() {
+    changing_ = true;
+    record(true);
+}
+
+void StatefulUndoCmd::endChange() {
+    changing_ = false;
+    record(false);
+}
+
+// The object may be gone when this returns: what it applies is its own code.
+void StatefulUndoCmd::record(bool isStart) {
+    if (!undoGetGroup()) return;
+    State state = captureState();
+    // Taking the snapshot may have ended the group.
+    zoUndo::Group* group = undoGetGroup();
+    if (!group) return;
+    auto command = std::make_unique<StateCommand>(group, name_.c_str(), std::move(state), isStart);
+    command->signal().addCallback(new SetState(this), connections_);
+    command.release()->doIt();
+}
+
+}  // namespace zoKelvoBase
