@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "cloud.h"
+#include "editor.h"
 #include "readers.h"
 #include "refine.h"
 #include "spline.h"
@@ -58,6 +59,7 @@ struct FitResult {
     Spread atParameter, toSurface;
     std::optional<CloudResult> scattered;
     std::optional<PatchesResult> patches;
+    std::optional<EditResult> edits;
 };
 
 /// Fills the deviations of all points and the two spreads.

@@ -56,12 +56,14 @@ class Run {
     void showStep(int step, int most, double u, double v, double largest) const;
     bool wantsToStop() const { return interrupted() || reporter_.quit() != 0; }
     void setTolerance();
+    void edit();
     void writeTurntable(const Picture& picture, ResultDirectory& directory) const;
     void write();
     void summarise() const;
 
     const Options& options_;
     TbaseReporter reporter_;
+    std::optional<EditScript> script_;
     FitResult result_;
     Clock clock_;
 };
@@ -120,6 +122,12 @@ void Run::fitScattered(TextFile& file) {
     clock_.lap("fit");
 }
 
+void Run::edit() {
+    if (!script_) return;
+    result_.edits = applyEdits(*script_, upOf(result_, options_.up != 0), result_.surfaces);
+    clock_.lap("edit");
+}
+
 void Run::writeTurntable(const Picture& picture, ResultDirectory& directory) const {
     if (options_.turntable == 0) return;
     int number = 0;
@@ -157,6 +165,7 @@ void Run::summarise() const {
                      "have others up to %s above or below; the surface runs between\n",
                      options_.input.c_str(), 100 * folds.share, rounded(folds.height, 3).c_str());
     }
+    if (result_.edits) std::fputs(result_.edits->listing.c_str(), stdout);
     if (options_.quiet) return;
     std::printf("%s: %zu points, largest deviation %s, RMS %s, %s\n", options_.input.c_str(),
                 result_.points.size(), rounded(result_.atParameter.largest, 3).c_str(),
@@ -171,12 +180,14 @@ void Run::summarise() const {
 void Run::operator()() {
     if (options_.up != 0) va_coordinate_system = options_.up == 'y' ? 1 : 0;
     checkWritable(options_.out);
+    if (!options_.edit.empty()) script_ = EditScript::read(options_.edit);
     result_.kind = inputKind(options_.input);
     TextFile file = TextFile::read(options_.input);
     if (result_.kind == InputKind::kPatches)
         fitKnown(file);
     else
         fitScattered(file);
+    edit();
     measure(result_);
     clock_.lap("measure");
     write();

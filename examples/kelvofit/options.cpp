@@ -42,6 +42,7 @@ Where the results are put; the figures stay in units of the input:
       --move X Y Z       then move
       --up y|z           the axis of the world that is up in the pictures
 
+      --edit SCRIPT      edit the fitted control net (docs/kelvofit.md tells the script's language)
       --turntable N      N pictures of a whole turn, fit.0001.svg and so on, up to 1000
   -h, --help           this text
       --version        the version
@@ -58,6 +59,7 @@ enum LongOnly {
     kUp,
     kScale,
     kTurntable,
+    kEdit,
     kRotate,  // from here on: three values
     kMove,
     kPivot
@@ -77,6 +79,7 @@ constexpr option kLong[] = {{"out", required_argument, nullptr, 'o'},
                             {"move", required_argument, nullptr, kMove},
                             {"pivot", required_argument, nullptr, kPivot},
                             {"turntable", required_argument, nullptr, kTurntable},
+                            {"edit", required_argument, nullptr, kEdit},
                             {"quiet", no_argument, nullptr, 'q'},
                             {"help", no_argument, nullptr, 'h'},
                             {"version", no_argument, nullptr, kVersion},
@@ -166,6 +169,9 @@ void apply(int code, const char* text, Options& options, Given& given) {
             break;
         case kTurntable:
             options.turntable = static_cast<int>(whole("--turntable", text, 1, 1000));
+            break;
+        case kEdit:
+            options.edit = text;
             break;
         case 'q':
             options.quiet = true;

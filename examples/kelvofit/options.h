@@ -21,6 +21,7 @@ struct Options {
     char up = '\0';    // y or z: the world's up axis; or none: as the model lies
     Placement placement;
     int turntable = 0;  // pictures of a whole turn
+    std::string edit;   // script of edits; empty: none
     bool quiet = false;
     bool done = false;  // --help or --version has been answered
 };

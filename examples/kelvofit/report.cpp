@@ -83,6 +83,23 @@ void addInput(Json& json, const FitResult& result, const Options& options) {
     json.close();
 }
 
+void addEdits(Json& json, const EditResult& edits, const Options& options) {
+    json.open("edits");
+    json.add("script", options.edit);
+    json.add("largest_move", edits.largestMove);
+    json.add("at_mark", edits.atMark);
+    json.openList("history");
+    for (const EditStep& step : edits.history) {
+        json.open();
+        json.add("name", step.name);
+        json.add("line", step.line);
+        json.add("done", step.done);
+        json.close();
+    }
+    json.closeList();
+    json.close();
+}
+
 void addPlacement(Json& json, const Options& options) {
     const Placement& placement = options.placement;
     json.open("placement");
@@ -199,6 +216,7 @@ std::string reportJson(const FitResult& result, const Options& options, const Ti
     addSpread(json, "at_parameter", result, result.atParameter);
     addSpread(json, "to_surface", result, result.toSurface);
     json.close();
+    if (result.edits) addEdits(json, *result.edits, options);
     addPlacement(json, options);
     json.open("seconds");
     for (const auto& [stage, seconds] : timings) json.add(stage.c_str(), seconds);

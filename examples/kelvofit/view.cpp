@@ -21,11 +21,6 @@ Vec3 turned(const Vec3& d, const Vec3& axis, double angle) {
     return {v.x, v.y, v.z};
 }
 
-Vec3 worldUpVector() {
-    const double* up = VL_get_up_vector();
-    return {up[0], up[1], up[2]};
-}
-
 // Surfaces that lie are looked at along their short side, those that stand from their front.
 View viewOfCloud(const Frame& f, const Vec3& up) {
     constexpr double kStanding = 0.5;  // cosine of the angle between up and the normal
@@ -45,12 +40,15 @@ double cosineBetween(const TunitQuaternion& a, const TunitQuaternion& b) {
 
 }  // namespace
 
+Vec3 upOf(const FitResult& result, bool worldUp) {
+    if (result.scattered && !worldUp) return result.scattered->cloud.frame.normal;
+    const double* up = VL_get_up_vector();
+    return {up[0], up[1], up[2]};
+}
+
 View viewOf(const FitResult& result, bool worldUp) {
-    const Vec3 up = worldUpVector();
-    if (result.scattered) {
-        const Frame& frame = result.scattered->cloud.frame;
-        return viewOfCloud(frame, worldUp ? up : frame.normal);
-    }
+    const Vec3 up = upOf(result, worldUp);
+    if (result.scattered) return viewOfCloud(result.scattered->cloud.frame, up);
     const Vec3 forward = VL_zIsUp() != 0 ? Vec3{-0.45, 0.89, 0} : Vec3{-0.45, 0, -0.89};
     return {up, unit(forward), 0.40};
 }

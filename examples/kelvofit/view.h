@@ -16,8 +16,11 @@ struct View {
     double elevation;  // radians above the horizon
 };
 
-/// The view that shows most. Up is the world's for patches, or when `worldUp` says so; else the
-/// side of the plane under scattered points on which its normal lies.
+/// The unit vector that is up: the world's for patches, or when `worldUp` says so; for scattered
+/// points otherwise the normal of the plane under them.
+Vec3 upOf(const FitResult& result, bool worldUp);
+
+/// The view that shows most. Up is upOf().
 View viewOf(const FitResult& result, bool worldUp);
 
 /// The camera's orientation: turns x, y and z into the directions to the right, up and to the
