@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "cloud.h"
+#include "editor.h"
 #include "readers.h"
 #include "refine.h"
 #include "spline.h"
@@ -51,12 +52,14 @@ struct FitResult {
     InputKind kind = InputKind::kXyz;
     Box box;  // of the input: points or control points
     double tolerance = 0;
+    double scale = 1;      // from lengths here to lengths between the points and surfaces
     bool stopped = false;  // by the user
     std::vector<SplineSurface> surfaces;
     std::vector<MeasuredPoint> points;
     Spread atParameter, toSurface;
     std::optional<CloudResult> scattered;
     std::optional<PatchesResult> patches;
+    std::optional<EditResult> edits;
 };
 
 /// Fills the deviations of all points and the two spreads.

@@ -22,6 +22,12 @@ namespace {
 constexpr std::size_t kLeastPoints = 16;
 constexpr double kDefaultTolerance = 1e-3;  // to the diagonal
 
+std::string numbered(int number) {
+    char name[32];
+    std::snprintf(name, sizeof name, "fit.%04d.svg", number);
+    return name;
+}
+
 /// Seconds since the last call, by stage.
 class Clock {
   public:
@@ -50,11 +56,14 @@ class Run {
     void showStep(int step, int most, double u, double v, double largest) const;
     bool wantsToStop() const { return interrupted() || reporter_.quit() != 0; }
     void setTolerance();
+    void edit();
+    void writeTurntable(const Picture& picture, ResultDirectory& directory) const;
     void write();
     void summarise() const;
 
     const Options& options_;
     TbaseReporter reporter_;
+    std::optional<EditScript> script_;
     FitResult result_;
     Clock clock_;
 };
@@ -113,17 +122,34 @@ void Run::fitScattered(TextFile& file) {
     clock_.lap("fit");
 }
 
+void Run::edit() {
+    if (!script_) return;
+    result_.edits = applyEdits(*script_, upOf(result_, options_.up != 0), result_.surfaces);
+    clock_.lap("edit");
+}
+
+void Run::writeTurntable(const Picture& picture, ResultDirectory& directory) const {
+    if (options_.turntable == 0) return;
+    int number = 0;
+    for (const Camera& camera : picture.cameras(options_.turntable))
+        directory.add(numbered(++number), picture.svg(camera));
+    // Longer sequences of earlier runs would go on with another surface.
+    while (directory.has(numbered(++number))) directory.drop(numbered(number));
+}
+
 void Run::write() {
     const std::string title = "kelvofit, fitted to " + options_.input;
     const bool patches = result_.patches.has_value();
-    const Mesh mesh = patches ? meshOf(result_, 12, 12, 12) : meshOf(result_, 4, 40, 160);
+    const FitResult placed = placedCopy(result_, options_.placement);
+    const Mesh mesh = patches ? meshOf(placed, 12, 12, 12) : meshOf(placed, 4, 40, 160);
     clock_.lap("mesh");
-    const std::string picture = pictureSvg(result_, options_);
-    clock_.lap("picture");
+    const Picture picture(placed, options_);
     ResultDirectory directory(options_.out);
     directory.add("surface.obj", meshObj(mesh, title));
-    directory.add("net.obj", netObj(result_, title));
-    directory.add("fit.svg", picture);
+    directory.add("net.obj", netObj(placed, title));
+    directory.add("fit.svg", picture.svg(picture.cameras(1).front()));
+    writeTurntable(picture, directory);
+    clock_.lap("picture");
     clock_.lap("write");
     directory.add("report.json", reportJson(result_, options_, clock_.laps()));
     directory.commit();
@@ -139,6 +165,7 @@ void Run::summarise() const {
                      "have others up to %s above or below; the surface runs between\n",
                      options_.input.c_str(), 100 * folds.share, rounded(folds.height, 3).c_str());
     }
+    if (result_.edits) std::fputs(result_.edits->listing.c_str(), stdout);
     if (options_.quiet) return;
     std::printf("%s: %zu points, largest deviation %s, RMS %s, %s\n", options_.input.c_str(),
                 result_.points.size(), rounded(result_.atParameter.largest, 3).c_str(),
@@ -151,13 +178,16 @@ void Run::summarise() const {
 }
 
 void Run::operator()() {
+    if (options_.up != 0) va_coordinate_system = options_.up == 'y' ? 1 : 0;
     checkWritable(options_.out);
+    if (!options_.edit.empty()) script_ = EditScript::read(options_.edit);
     result_.kind = inputKind(options_.input);
     TextFile file = TextFile::read(options_.input);
     if (result_.kind == InputKind::kPatches)
         fitKnown(file);
     else
         fitScattered(file);
+    edit();
     measure(result_);
     clock_.lap("measure");
     write();

@@ -11,6 +11,7 @@
 
 #include "failure.h"
 #include "readers.h"
+#include "text_output.h"
 
 namespace kelvo::fit {
 namespace {
@@ -33,6 +34,16 @@ INPUT  FILE.patches        Bezier patches: sampled, fitted again, compared with 
       --samples N      a patch is sampled at N x N points, 4 to 100 (default: 10)
   -u, --unit NAME      unit of the input, for the labels of the picture
   -q, --quiet          no progress
+
+Where the results are put; the figures stay in units of the input:
+      --rotate AX AY AZ  turn by degrees about the x, the y, then the z axis
+      --scale K          scale by 0.0001 to 10000
+      --pivot X Y Z      the place that stays while they turn and scale (default: 0 0 0)
+      --move X Y Z       then move
+      --up y|z           the axis of the world that is up in the pictures
+
+      --edit SCRIPT      edit the fitted control net (docs/kelvofit.md tells the script's language)
+      --turntable N      N pictures of a whole turn, fit.0001.svg and so on, up to 1000
   -h, --help           this text
       --version        the version
 
@@ -41,7 +52,18 @@ Escape or Ctrl-C stops after the running iteration and keeps the best fit so far
 Exit code: 0 results written, 2 not (a sentence on stderr says why).
 )";
 
-enum LongOnly { kSeed = 256, kSamples, kVersion };
+enum LongOnly {
+    kSeed = 256,
+    kSamples,
+    kVersion,
+    kUp,
+    kScale,
+    kTurntable,
+    kEdit,
+    kRotate,  // from here on: three values
+    kMove,
+    kPivot
+};
 
 constexpr option kLong[] = {{"out", required_argument, nullptr, 'o'},
                             {"tolerance", required_argument, nullptr, 't'},
@@ -51,17 +73,33 @@ constexpr option kLong[] = {{"out", required_argument, nullptr, 'o'},
                             {"seed", required_argument, nullptr, kSeed},
                             {"samples", required_argument, nullptr, kSamples},
                             {"unit", required_argument, nullptr, 'u'},
+                            {"up", required_argument, nullptr, kUp},
+                            {"rotate", required_argument, nullptr, kRotate},
+                            {"scale", required_argument, nullptr, kScale},
+                            {"move", required_argument, nullptr, kMove},
+                            {"pivot", required_argument, nullptr, kPivot},
+                            {"turntable", required_argument, nullptr, kTurntable},
+                            {"edit", required_argument, nullptr, kEdit},
                             {"quiet", no_argument, nullptr, 'q'},
                             {"help", no_argument, nullptr, 'h'},
                             {"version", no_argument, nullptr, kVersion},
                             {}};
 
+constexpr double kMost = 1e100;  // squares must not overflow
+
 double real(const char* option, const char* text, bool zeroToo) {
     const std::optional<double> value = parseNumber(text);
-    constexpr double kMost = 1e100;  // squares must not overflow
     if (!value || !(*value >= 0 && *value <= kMost) || (*value == 0 && !zeroToo))
         throw Failure(std::string(option) + ": " + quoted(text) + " is not a " +
                       (zeroToo ? "number from 0 to 1e100" : "number above 0, up to 1e100"));
+    return *value;
+}
+
+double between(const char* option, const char* text, double least, double most) {
+    const std::optional<double> value = parseNumber(text);
+    if (!value || !(*value >= least && *value <= most))
+        throw Failure(std::string(option) + ": " + quoted(text) + " is not a number from " +
+                      rounded(least, 6) + " to " + rounded(most, 6));
     return *value;
 }
 
@@ -73,6 +111,12 @@ std::uint64_t whole(const char* option, const char* text, std::uint64_t least, s
         throw Failure(std::string(option) + ": " + quoted(text) + " is not a whole number from " +
                       std::to_string(least) + " to " + std::to_string(most));
     return value;
+}
+
+char upAxis(const char* text) {
+    const std::string_view view(text);
+    if (view == "y" || view == "z") return view[0];
+    throw Failure("--up: " + quoted(text) + " is not y or z");
 }
 
 char axis(const char* text) {
@@ -117,12 +161,37 @@ void apply(int code, const char* text, Options& options, Given& given) {
         case 'u':
             options.unit = text;
             break;
+        case kUp:
+            options.up = upAxis(text);
+            break;
+        case kScale:
+            options.placement.scale = between("--scale", text, 1e-4, 1e4);
+            break;
+        case kTurntable:
+            options.turntable = static_cast<int>(whole("--turntable", text, 1, 1000));
+            break;
+        case kEdit:
+            options.edit = text;
+            break;
         case 'q':
             options.quiet = true;
             break;
         default:
             throw Failure("see kelvofit --help");  // getopt has said what is wrong
     }
+}
+
+/// `texts` points at the first value, and `left` says how many words there are from it on.
+void applyTriple(int code, char** texts, int left, Placement& placement) {
+    const char* option = code == kRotate ? "--rotate" : code == kMove ? "--move" : "--pivot";
+    const double most = code == kRotate ? 360 : kMost;
+    if (left < 3) throw Failure(std::string(option) + " needs three values");
+    const double x = between(option, texts[0], -most, most);
+    const double y = between(option, texts[1], -most, most);
+    const double z = between(option, texts[2], -most, most);
+    (code == kRotate ? placement.rotate
+     : code == kMove ? placement.move
+                     : placement.pivot) = {x, y, z};
 }
 
 void check(const Options& options, const Given& given) {
@@ -158,6 +227,12 @@ Options parseOptions(int argc, char** argv) {
         if (code == ':') throw Failure(std::string(argv[optind - 1]) + " needs a value");
         if (code == '?')
             throw Failure("unknown option " + unknownOption(argv) + "; see kelvofit --help");
+        if (code >= kRotate) {
+            // getopt has taken the first value; it goes on behind the third.
+            applyTriple(code, argv + optind - 1, argc - optind + 1, options.placement);
+            optind += 2;
+            continue;
+        }
         apply(code, optarg, options, given);
     }
     if (optind == argc) throw Failure("no input given; see kelvofit --help");

@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <string>
 
+#include "placement.h"
+
 namespace kelvo::fit {
 
 struct Options {
@@ -16,6 +18,10 @@ struct Options {
     std::uint64_t seed = 1;
     int samples = 10;  // in each direction of a patch
     std::string unit;  // of the input, for labels only
+    char up = '\0';    // y or z: the world's up axis; or none: as the model lies
+    Placement placement;
+    int turntable = 0;  // pictures of a whole turn
+    std::string edit;   // script of edits; empty: none
     bool quiet = false;
     bool done = false;  // --help or --version has been answered
 };

@@ -1,301 +1,28 @@
 #include "picture.h"
 
-#include <KelvoBase/modelling_tolerances.h>
-
-#include <numeric>
-
-#include "depth_buffer.h"
-#include "mesh.h"
-#include "text_output.h"
-
 namespace kelvo::fit {
-namespace {
 
-constexpr std::size_t kMostPoints = 6000;  // shown; more would hide the surface and fill the file
-constexpr int kColours = 36;               // classes of points
-constexpr Colour kFront = {0.70, 0.77, 0.86}, kBack = {0.78, 0.74, 0.70};
-constexpr Colour kFilled = {0.93, 0.87, 0.74};
+Picture::Picture(const FitResult& result, const Options& options)
+    : options_(options),
+      scale_(scaleFor(result.atParameter.largest)),
+      view_(viewOf(result, options.up != 0 || options.placement.turns())),
+      model_(result, view_.up, scale_.top) {}
 
-/// The direction that is up, and from where a view shows most.
-View viewOf(const FitResult& result) {
-    if (result.scattered) {
-        const Frame& f = result.scattered->cloud.frame;
-        const bool longU = f.uLength >= f.vLength;
-        const Vec3 deep = longU ? f.vAxis : -1.0 * f.uAxis, wide = longU ? f.uAxis : f.vAxis;
-        return {f.normal, unit(0.88 * deep - 0.47 * wide), 0.62};
+std::vector<Camera> Picture::cameras(int count) const {
+    std::vector<Camera> cameras;
+    Box room;
+    for (const TunitQuaternion& pose : posesAround(view_, count)) {
+        const Box extent =
+            cameras.emplace_back(pose, view_.up, model_.box).extent(model_.mesh.vertices);
+        room.add(extent.low);
+        room.add(extent.high);
     }
-    const double* up = VL_get_up_vector();
-    const bool zUp = VL_zIsUp() != 0;
-    return {{up[0], up[1], up[2]}, unit(zUp ? Vec3{-0.45, 0.89, 0} : Vec3{-0.45, 0, -0.89}), 0.40};
+    for (Camera& camera : cameras) camera.fit(room, kModelWindow);
+    return cameras;
 }
 
-/// A piece of the mesh.
-struct Facet {
-    std::array<Vec3, 4> corner, normal;
-    bool filled = false;
-};
-
-class ModelPainter {
-  public:
-    ModelPainter(const FitResult& result, const DeviationScale& scale);
-
-    std::string model();
-    std::size_t pointsShown() const { return shown_.size(); }
-    std::string shadow() const;
-    static std::string styles();
-
-  private:
-    void hide();
-    DeepSpot deep(const Vec3& p) const { return {camera_.project(p), camera_.depth(p)}; }
-    void addQuads();
-    void addFacet(const Facet& facet, int splits);
-    void drawFacet(const Facet& facet, const Vec3& middle);
-    void addCurves();
-    void addCurve(const SplineSurface& surface, bool alongU, double fixed, int cells,
-                  const char* style);
-    void addPoints();
-    void choosePoints();
-
-    const FitResult& result_;
-    const DeviationScale& scale_;
-    View view_;
-    Mesh mesh_;
-    Camera camera_;
-    Light light_;
-    DepthBuffer hidden_{kPictureWidth, kPictureHeight};
-    double cell_ = 0;  // size of a quad, in units of the model
-    std::vector<std::size_t> shown_;
-    Painter painter_;
-};
-
-/// Cells along a patch: fine shading as long as there are few patches.
-int patchCells(const FitResult& result) {
-    constexpr double kMostQuads = 16000;
-    const double each = kMostQuads / static_cast<double>(result.surfaces.size());
-    return static_cast<int>(std::clamp(std::sqrt(each), 1.0, 32.0));
-}
-
-Box boxOfModel(const Mesh& mesh, const FitResult& result) {
-    Box box = boxOf(mesh.vertices);
-    for (const MeasuredPoint& p : result.points) box.add(p.at);
-    return box;
-}
-
-ModelPainter::ModelPainter(const FitResult& result, const DeviationScale& scale)
-    : result_(result),
-      scale_(scale),
-      view_(viewOf(result)),
-      mesh_(result.scattered ? meshOf(result, 4, 80, 96)
-                             : meshOf(result, 1, patchCells(result), patchCells(result))),
-      camera_(view_, boxOfModel(mesh_, result)) {
-    camera_.fit(mesh_.vertices, kModelWindow);
-    light_ = camera_.light();
-    for (const Quad& quad : mesh_.quads)
-        cell_ += length(mesh_.vertices[static_cast<std::size_t>(quad.corner[0])] -
-                        mesh_.vertices[static_cast<std::size_t>(quad.corner[2])]);
-    cell_ /= static_cast<double>(mesh_.quads.size());
-    choosePoints();
-    hide();
-}
-
-void ModelPainter::hide() {
-    for (const Quad& quad : mesh_.quads) {
-        DeepSpot corners[4];
-        for (std::size_t k = 0; k < 4; ++k)
-            corners[k] = deep(mesh_.vertices[static_cast<std::size_t>(quad.corner[k])]);
-        hidden_.add(corners[0], corners[1], corners[2]);
-        hidden_.add(corners[0], corners[2], corners[3]);
-    }
-}
-
-void ModelPainter::choosePoints() {
-    shown_.resize(result_.points.size());
-    std::iota(shown_.begin(), shown_.end(), std::size_t{0});
-    if (shown_.size() <= kMostPoints) return;
-    // The worst hundred always, of the others an even share.
-    const auto worse = [&](std::size_t a, std::size_t b) {
-        return result_.points[a].atParameter > result_.points[b].atParameter;
-    };
-    std::nth_element(shown_.begin(), shown_.begin() + 100, shown_.end(), worse);
-    std::sort(shown_.begin() + 100, shown_.end());
-    const double step = static_cast<double>(shown_.size() - 100) / (kMostPoints - 100);
-    for (std::size_t k = 100; k < kMostPoints; ++k)
-        shown_[k] = shown_[100 + static_cast<std::size_t>(static_cast<double>(k - 100) * step)];
-    shown_.resize(kMostPoints);
-}
-
-void ModelPainter::addQuads() {
-    constexpr int kSplits = 2;
-    for (const Quad& quad : mesh_.quads) {
-        Facet facet;
-        facet.filled = quad.filled;
-        for (std::size_t k = 0; k < 4; ++k) {
-            const auto at = static_cast<std::size_t>(quad.corner[k]);
-            facet.corner[k] = mesh_.vertices[at];
-            facet.normal[k] = mesh_.normals[at];
-        }
-        addFacet(facet, kSplits);
-    }
-}
-
-// Draws a facet unless it is hidden; one that is hidden in part is split, so that the line where
-// surfaces meet comes out clean.
-void ModelPainter::addFacet(const Facet& facet, int splits) {
-    const double slack = 0.2 * cell_;
-    const Vec3 middle =
-        0.25 * (facet.corner[0] + facet.corner[1] + facet.corner[2] + facet.corner[3]);
-    int seen = hidden_.sees(deep(middle), slack) ? 1 : 0;
-    for (const Vec3& p : facet.corner) seen += hidden_.sees(deep(p), slack) ? 1 : 0;
-    if (seen == 0) return;
-    const Spot a = camera_.project(facet.corner[0]), b = camera_.project(facet.corner[2]);
-    const bool small = std::hypot(a.x - b.x, a.y - b.y) < 40;  // tenths of a pixel
-    if (seen == 5 || splits == 0 || small) {
-        drawFacet(facet, middle);
-        return;
-    }
-    const auto at = [](const std::array<Vec3, 4>& c, double u, double v) {
-        return mix(mix(c[0], c[1], u), mix(c[3], c[2], u), v);
-    };
-    for (int part = 0; part < 4; ++part) {
-        const double u = 0.5 * (part % 2), v = 0.5 * (part / 2);
-        Facet piece;
-        piece.filled = facet.filled;
-        for (std::size_t k = 0; k < 4; ++k) {
-            const double s = u + (k == 1 || k == 2 ? 0.5 : 0.0), t = v + (k > 1 ? 0.5 : 0.0);
-            piece.corner[k] = at(facet.corner, s, t);
-            piece.normal[k] = at(facet.normal, s, t);
-        }
-        addFacet(piece, splits - 1);
-    }
-}
-
-void ModelPainter::drawFacet(const Facet& facet, const Vec3& middle) {
-    constexpr double kOverlap = 4;  // tenths of a pixel, against hairlines between facets
-    Spot spots[4];
-    for (std::size_t k = 0; k < 4; ++k) spots[k] = camera_.project(facet.corner[k]);
-    std::vector<Spot> grown;
-    for (std::size_t k = 0; k < 4; ++k) {
-        Spot s = spots[k];
-        for (std::size_t other : {(k + 1) % 4, (k + 3) % 4}) {
-            const double dx = spots[k].x - spots[other].x, dy = spots[k].y - spots[other].y;
-            const double reach = std::hypot(dx, dy);
-            if (reach > 0) s.x += kOverlap * dx / reach, s.y += kOverlap * dy / reach;
-        }
-        grown.push_back(s);
-    }
-    const Vec3 normal = unit(facet.normal[0] + facet.normal[1] + facet.normal[2] + facet.normal[3]);
-    const bool front = dot(normal, camera_.towards(middle)) >= 0;
-    const Colour material = mix(front ? kFront : kBack, kFilled, facet.filled ? 0.8 : 0.0);
-    const Colour colour = light_.shade(material, front ? normal : -1.0 * normal);
-    painter_.add(camera_.depth(middle), "<path d=\"" + pathData(grown, true) + "\" fill=\"" +
-                                            hexColour(colour) + "\"/>\n");
-}
-
-void ModelPainter::addCurve(const SplineSurface& surface, bool alongU, double fixed, int cells,
-                            const char* style) {
-    const auto place = [&](int k) {
-        const double t = static_cast<double>(k) / cells;
-        return surface.evaluate(alongU ? t : fixed, alongU ? fixed : t).at;
-    };
-    Vec3 before = place(0);
-    for (int k = 1; k <= cells; ++k) {
-        const Vec3 after = place(k), middle = 0.5 * (before + after);
-        if (hidden_.sees(deep(middle), cell_))
-            painter_.add(camera_.depth(middle) + cell_,
-                         std::string("<path class=\"") + style + "\" d=\"" +
-                             pathData({camera_.project(before), camera_.project(after)}, false) +
-                             "\"/>\n");
-        before = after;
-    }
-}
-
-// Edges, and curves at the knots; single patches get some curves inside.
-void ModelPainter::addCurves() {
-    const bool many = result_.surfaces.size() > 100;
-    const int cells = result_.scattered ? 60 : many ? 5 : 16;
-    for (const SplineSurface& surface : result_.surfaces)
-        for (bool alongU : {true, false}) {
-            const int spans = (alongU ? surface.v() : surface.u()).spans();
-            const int lines = many ? 1 : result_.scattered ? spans : 4;
-            for (int k = 0; k <= lines; ++k)
-                addCurve(surface, alongU, static_cast<double>(k) / lines, cells,
-                         k == 0 || k == lines ? "e" : "k");
-        }
-}
-
-void ModelPainter::addPoints() {
-    for (std::size_t k : shown_) {
-        const MeasuredPoint& p = result_.points[k];
-        // Points below the surface by their deviation are meant to be seen.
-        const double slack = p.atParameter + cell_;
-        if (!hidden_.sees(deep(p.at), slack)) continue;
-        const double t = std::clamp(p.atParameter / scale_.top, 0.0, 1.0);
-        const int colour = std::min(static_cast<int>(t * kColours), kColours - 1);
-        painter_.add(camera_.depth(p.at) + slack,
-                     "<path class=\"p p" + std::to_string(colour) + "\" d=\"" +
-                         pathData({camera_.project(p.at)}, false) + "h0\"/>\n");
-    }
-}
-
-std::string ModelPainter::model() {
-    addQuads();
-    addCurves();
-    addPoints();
-    const double radius =
-        std::clamp(150.0 / std::sqrt(static_cast<double>(shown_.size())), 2.2, 7.0);
-    return "<g transform=\"scale(.1)\" stroke-width=\"" + rounded(20 * radius / 2, 3) + "\">\n" +
-           painter_.paint() + "</g>\n";
-}
-
-// The model's shadow on a floor just below it.
-std::string ModelPainter::shadow() const {
-    const int cells = result_.scattered ? 28 : std::max(1, patchCells(result_) / 3);
-    const Mesh mesh = meshOf(result_, 1, cells, cells);
-    double floor = std::numeric_limits<double>::infinity();
-    for (const Vec3& p : mesh.vertices) floor = std::min(floor, dot(p, view_.up));
-    if (result_.scattered) floor -= 0.03 * boxOf(mesh.vertices).diagonal();
-    // Light falls from the upper left, a little from the front.
-    const Vec3 right = cross(view_.forward, view_.up);
-    std::string data;
-    for (const Quad& quad : mesh.quads) {
-        std::vector<Spot> spots;
-        double area = 0;
-        for (int c : quad.corner) {
-            const Vec3& p = mesh.vertices[static_cast<std::size_t>(c)];
-            const double height = dot(p, view_.up) - floor;
-            const Vec3 fallen = p + height * (0.30 * right + 0.18 * view_.forward - view_.up);
-            spots.push_back(camera_.project(fallen));
-        }
-        for (std::size_t k = 0; k < 4; ++k) {
-            const Spot &a = spots[k], &b = spots[(k + 1) % 4];
-            area += a.x * b.y - b.x * a.y;
-        }
-        // One sense of turning for all, so that none cancels another.
-        if (area < 0) std::reverse(spots.begin(), spots.end());
-        data += pathData(spots, true);
-    }
-    return "<path class=\"shadow\" transform=\"scale(.1)\" d=\"" + data + "\"/>\n";
-}
-
-std::string ModelPainter::styles() {
-    std::string css =
-        ".shadow{fill:#26303c;opacity:.20;filter:url(#soft)}\n"
-        ".e{fill:none;stroke:#2b3a4d;stroke-width:9;stroke-opacity:.42;stroke-linecap:round}\n"
-        ".k{fill:none;stroke:#2b3a4d;stroke-width:5;stroke-opacity:.20;stroke-linecap:round}\n"
-        ".p{stroke-linecap:round}\n";
-    for (int k = 0; k < kColours; ++k)
-        css += ".p" + std::to_string(k) +
-               "{stroke:" + hexColour(scaleColour((k + 0.5) / kColours)) + "}\n";
-    return css;
-}
-
-}  // namespace
-
-std::string pictureSvg(const FitResult& result, const Options& options) {
-    const DeviationScale scale = scaleFor(result.atParameter.largest);
-    ModelPainter painter(result, scale);
-    const std::string shadow = painter.shadow();
-    const std::string model = painter.model();
+std::string Picture::svg(const Camera& camera) const {
+    ModelPainter painter(model_, camera);
     const std::string size = std::to_string(kPictureWidth) + " " + std::to_string(kPictureHeight);
     std::string svg = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
     svg += "<svg xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"0 0 " + size + "\" width=\"" +
@@ -310,7 +37,8 @@ std::string pictureSvg(const FitResult& result, const Options& options) {
         "<stop offset=\"0\" stop-color=\"#ffffff\"/><stop offset=\"1\" stop-color=\"#e9edf2\"/>"
         "</linearGradient></defs>\n"
         "<rect width=\"100%\" height=\"100%\" fill=\"url(#paper)\"/>\n";
-    svg += shadow + model + frameSvg(result, options, scale, painter.pointsShown());
+    svg += painter.shadow() + painter.model() +
+           frameSvg(model_.result, options_, scale_, model_.shown.size());
     return svg + "</svg>\n";
 }
 

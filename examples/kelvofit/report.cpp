@@ -1,5 +1,7 @@
 #include "report.h"
 
+#include <KelvoBase/modelling_tolerances.h>
+
 #include <concepts>
 
 #include "text_output.h"
@@ -78,6 +80,39 @@ void addInput(Json& json, const FitResult& result, const Options& options) {
     json.add("noise", options.noise);
     if (options.noise > 0) json.add("seed", options.seed);
     if (!options.unit.empty()) json.add("unit", options.unit);
+    json.close();
+}
+
+void addEdits(Json& json, const EditResult& edits, const Options& options) {
+    json.open("edits");
+    json.add("script", options.edit);
+    json.add("largest_move", edits.largestMove);
+    json.add("at_mark", edits.atMark);
+    json.openList("history");
+    for (const EditStep& step : edits.history) {
+        json.open();
+        json.add("name", step.name);
+        json.add("line", step.line);
+        json.add("done", step.done);
+        json.close();
+    }
+    json.closeList();
+    json.close();
+}
+
+void addPlacement(Json& json, const Options& options) {
+    const Placement& placement = options.placement;
+    json.open("placement");
+    json.add("up", VL_zIsUp() != 0 ? "z" : "y");
+    json.add("rotate", placement.rotate);
+    json.add("scale", placement.scale);
+    json.add("move", placement.move);
+    json.add("pivot", placement.pivot);
+    const T4dDblMatrix m = matrixOf(placement);
+    json.openList("matrix");
+    for (unsigned i = 0; i < 4; ++i) json.addAll(nullptr, {m[i][0], m[i][1], m[i][2], m[i][3]});
+    json.closeList();
+    json.add("turntable", options.turntable);
     json.close();
 }
 
@@ -181,6 +216,8 @@ std::string reportJson(const FitResult& result, const Options& options, const Ti
     addSpread(json, "at_parameter", result, result.atParameter);
     addSpread(json, "to_surface", result, result.toSurface);
     json.close();
+    if (result.edits) addEdits(json, *result.edits, options);
+    addPlacement(json, options);
     json.open("seconds");
     for (const auto& [stage, seconds] : timings) json.add(stage.c_str(), seconds);
     json.close();

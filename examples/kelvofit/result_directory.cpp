@@ -33,12 +33,23 @@ void ResultDirectory::add(const std::string& name, const std::string& content) {
     pending_.push_back({writeTemporary(path, content), path});
 }
 
+bool ResultDirectory::has(const std::string& name) const {
+    std::error_code ignored;
+    return fs::is_regular_file(fs::path(dir_) / name, ignored);
+}
+
+void ResultDirectory::drop(const std::string& name) {
+    dropped_.push_back((fs::path(dir_) / name).string());
+}
+
 void ResultDirectory::commit() {
     for (const Pending& file : pending_) {
         std::error_code error;
         fs::rename(file.temporary, file.final, error);
         if (error) failAt({file.final}, "cannot be replaced: " + error.message());
     }
+    std::error_code ignored;
+    for (const std::string& path : dropped_) fs::remove(path, ignored);
     pending_.clear();
     made_.clear();
     flushDirectory(dir_);

@@ -2,12 +2,12 @@
 
 namespace kelvo::fit {
 
-Camera::Camera(const View& view, const Box& box) : centre_(box.centre()), worldUp_(view.up) {
+Camera::Camera(const TunitQuaternion& pose, const Vec3& up, const Box& box)
+    : centre_(box.centre()), worldUp_(up) {
     constexpr double kDistance = 3.4;  // to the diagonal: no strong perspective
-    const double c = std::cos(view.elevation), s = std::sin(view.elevation);
-    toViewer_ = unit(s * view.up - c * view.forward);
-    right_ = unit(cross(view.forward, view.up));
-    up_ = cross(toViewer_, right_);
+    const T4dDblMatrix axes = pose;
+    const auto row = [&](unsigned i) { return Vec3{axes[i][0], axes[i][1], axes[i][2]}; };
+    right_ = row(0), up_ = row(1), toViewer_ = row(2);
     distance_ = kDistance * box.diagonal();
     eye_ = centre_ + distance_ * toViewer_;
 }
@@ -18,16 +18,20 @@ Spot Camera::flat(const Vec3& p) const {
     return {scale * dot(q, right_), -scale * dot(q, up_)};
 }
 
-void Camera::fit(const std::vector<Vec3>& points, const Window& window) {
+Box Camera::extent(const std::vector<Vec3>& points) const {
     Box box;
     for (const Vec3& p : points) {
         const Spot s = flat(p);
         box.add({s.x, s.y, 0});
     }
-    const Vec3 size = box.high - box.low;
+    return box;
+}
+
+void Camera::fit(const Box& extent, const Window& window) {
+    const Vec3 size = extent.high - extent.low;
     scale_ = std::min(window.width / size.x, window.height / size.y);
     if (!std::isfinite(scale_)) scale_ = 1;
-    const Vec3 middle = box.centre();
+    const Vec3 middle = extent.centre();
     origin_ = {window.left + window.width / 2 - scale_ * middle.x,
                window.top + window.height / 2 - scale_ * middle.y};
 }

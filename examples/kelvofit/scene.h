@@ -1,6 +1,8 @@
 // The picture's camera, and a painter that draws from back to front.
 #pragma once
 
+#include <KelvoBase/quaternions.h>
+
 #include <string>
 #include <vector>
 
@@ -19,25 +21,22 @@ struct Window {
     double left, top, width, height;
 };
 
-/// Where the model is seen from.
-struct View {
-    Vec3 up;           // unit
-    Vec3 forward;      // unit, across `up`: the horizontal direction in which the viewer looks
-    double elevation;  // radians above the horizon
-};
-
 /// A mildly perspective view of everything that has been shown to it.
 class Camera {
   public:
-    Camera(const View& view, const Box& box);
+    /// `pose` as of poseOf() (view.h), `up` is where the light comes from.
+    Camera(const TunitQuaternion& pose, const Vec3& up, const Box& box);
 
-    /// Makes the window hold all these points.
-    void fit(const std::vector<Vec3>& points, const Window& window);
+    /// The room that points take in this view, for fit(); z is 0.
+    Box extent(const std::vector<Vec3>& points) const;
+    /// Makes the window hold this room.
+    void fit(const Box& extent, const Window& window);
     Spot project(const Vec3& p) const;
     /// Larger is nearer to the viewer; in units of the model.
     double depth(const Vec3& p) const { return dot(p - centre_, toViewer_); }
     /// The direction from p to the viewer's eye.
     Vec3 towards(const Vec3& p) const { return unit(eye_ - p); }
+    const Vec3& right() const { return right_; }
     Light light() const;
 
   private:

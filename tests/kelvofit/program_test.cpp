@@ -201,6 +201,15 @@ TEST(KelvofitCommandLine, SenselessOnesAreRefused) {
         {{"--samples", "3", "a.patches"}, "--samples: '3' is not a whole number from 4 to 100"},
         {{"--samples", "9", "a.xyz"}, "--samples is of use with .patches only"},
         {{"--axis", "x", "a.patches"}, "--axis is of no use with .patches"},
+        {{"--up", "x", "a.xyz"}, "--up: 'x' is not y or z"},
+        {{"--scale", "0", "a.xyz"}, "--scale: '0' is not a number from 0.0001 to 10000"},
+        {{"--scale", "-1", "a.xyz"}, "--scale: '-1' is not a number from 0.0001 to 10000"},
+        {{"--rotate", "1", "2", "a.xyz"}, "--rotate: 'a.xyz' is not a number from -360 to 360"},
+        {{"--rotate", "0", "361", "0", "a.xyz"}, "--rotate: '361' is not a number from -360"},
+        {{"a.xyz", "--move", "1", "2"}, "--move needs three values"},
+        {{"a.xyz", "--pivot"}, "--pivot needs a value"},
+        {{"--pivot", "1", "nan", "2", "a.xyz"}, "--pivot: 'nan' is not a number"},
+        {{"--turntable", "--edit", "1001", "a.xyz"}, "'1001' is not a whole number from 1 to 1000"},
         {{"missing.xyz"}, "missing.xyz: cannot be opened: No such file or directory"},
     };
     const Bench bench;
@@ -218,7 +227,8 @@ TEST(KelvofitCommandLine, SenselessOnesAreRefused) {
     const Outcome help = bench.run({"--help"});
     EXPECT_EQ(0, help.code);
     for (const char* option : {"--out", "--tolerance", "--max-spans", "--axis", "--noise", "--seed",
-                               "--samples", "--unit", "--quiet", "--version"})
+                               "--samples", "--unit", "--rotate", "--scale", "--pivot", "--move",
+                               "--up", "--turntable", "--edit", "--quiet", "--version"})
         EXPECT_NE(std::string::npos, help.out.find(option)) << option;
 }
 
