@@ -156,7 +156,7 @@ inline void eliminateColumn1(Elimination& e) {
     const Mask over2 = larger(s2, s1), over3 = larger(s3, s1);
     e.pivot[1] = c1;
     if (bit(either(over2, over3))) {
-        const Mask g32 = larger(s3, s2), p3 = both(over3, g32), p2 = over2;
+        const Mask g32 = larger(s3, s2), p3 = both(over3, g32), p2 = andNot(over2, g32);
         e.pivot[1] = select(p3, c3, c2);
         const Row top = select(p3, a[3], a[2]);
         a[2] = select(p2, a[1], a[2]);

@@ -138,11 +138,10 @@ void TgenXformMatrix::alignZAxisWithVector(const double v[3]) {
 }
 
 void TgenXformMatrix::setOrientation(const double a[3], const double b[3], const double c[3]) {
+    // Everything is read before the first store: the columns may be rows of this matrix.
+    const double block[3][3] = {{a[0], b[0], c[0]}, {a[1], b[1], c[1]}, {a[2], b[2], c[2]}};
     for (unsigned r = 0; r < 3; ++r) {
-        double* row = (*this)[r];
-        row[0] = a[r];
-        row[1] = b[r];
-        row[2] = c[r];
+        for (unsigned j = 0; j < 3; ++j) (*this)[r][j] = block[r][j];
     }
 }
 

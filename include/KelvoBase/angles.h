@@ -4,9 +4,8 @@
 //      be read by two threads at a time for that reason.
 //   2. The double constructor takes DEGREES. An int argument is ambiguous between double and long:
 //      write 90.0 or 90L.
-//   3. Whole degrees given as long come from a table of multiples of 15 degrees where it applies,
-//   so
-//      that quarter turns have cosines and sines of exactly 0 and 1.
+//   3. Multiples of 15 degrees given as long come from a table, so that quarter turns have cosines
+//      and sines of exactly 0 and 1.
 //   4. Nothing here fails, and nothing is normalised: not the range of the angle (except in the
 //      table path), not the length of a cosine and sine pair.
 #pragma once

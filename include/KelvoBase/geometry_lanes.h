@@ -60,6 +60,11 @@ struct Quad {
     const Quad::Lanes signs = {s0, s1, s2, s3};
     return reinterpret_cast<Quad::Lanes>(reinterpret_cast<Bits>(v) ^ reinterpret_cast<Bits>(signs));
 }
+// v with a last lane of 0.
+[[gnu::always_inline]] inline Quad::Lanes withoutLast(Quad::Lanes v) {
+    typedef long long Bits __attribute__((vector_size(32)));
+    return reinterpret_cast<Quad::Lanes>(reinterpret_cast<Bits>(v) & Bits{-1, -1, -1, 0});
+}
 // Three of the four lanes count; rows of a matrix are loaded whole.
 using Triple = Quad;
 [[gnu::always_inline]] inline Triple load3(const double* row) {

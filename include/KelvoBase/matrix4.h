@@ -47,7 +47,8 @@ class KELVO_API T4dDblMatrix {
     T4dDblMatrix transpose() const { return T4dDblMatrix(*this).transposeIt(); }
     /// Inverts in place by Gauss-Jordan elimination with row exchange (the largest square in the
     /// column is the pivot, the upper row wins a tie). A singular matrix is not reported: it leaves
-    /// infinities and NaNs. Results are the same bit for bit on every processor.
+    /// infinities and NaNs, or huge elements where rounding hides the zero pivot. Results are the
+    /// same bit for bit on every processor.
     T4dDblMatrix& invertIt();
     T4dDblMatrix inverse() const;
     /// Determinant of the upper-left 3 x 3 block: negative for a mirroring transform.

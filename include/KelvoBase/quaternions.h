@@ -71,8 +71,8 @@ class KELVO_API Tquaternion {
     void convertToMatrix(T4dDblMatrix& m) const;
     operator T4dDblMatrix() const;
     /// Sets angle to 2 * acos(w), 0..2 pi radians, and axis to (x, y, z) / sin(angle/2): a unit
-    /// vector for a unit quaternion. An angle of 1e-9 or less leaves axis untouched; abs(w) > 1
-    /// gives NaN.
+    /// vector for a unit quaternion, except next to a full turn (w near -1), where it means nothing.
+    /// An angle of 1e-9 or less leaves axis untouched; abs(w) > 1 gives NaN.
     void getPivotAxis(double& angle, T4dDblVector& axis) const;
     /// Becomes the rotation by `angle` radians about axis, which may have any length. A squared
     /// length of 1e-9 or less gives the identity.
@@ -116,7 +116,7 @@ class KELVO_API TunitQuaternion : public Tquaternion {
     /// As Tquaternion::setToPivotAxis.
     TunitQuaternion& setToPivotAxis(double angle, const T4dDblVector& axis);
     /// (0, h * n) for the rotation by 2 h radians about the unit axis n, h in 0..pi; (0, 0, 0, 0)
-    /// without a vector part. exp() is its inverse.
+    /// without a vector part. exp() is its inverse, except for (-1, 0, 0, 0).
     Tquaternion log() const;
 
   protected:
@@ -204,14 +204,40 @@ inline TunitQuaternion Tquaternion::normalize() const {
 }
 
 inline void Tquaternion::convertToMatrix(T4dDblMatrix& m) const {
-    using kelvo::geometry::setRow;
+    using namespace kelvo::geometry;
+#ifdef __AVX__
+    typedef Quad::Lanes Lanes;
     const double k = 2.0 / (w * w + x * x + y * y + z * z);
-    const double xx = x * x, yy = y * y, zz = z * z, xy = x * y, xz = x * z, yz = y * z;
-    const double wx = w * x, wy = w * y, wz = w * z;
-    setRow(m[0], 1.0 - (yy + zz) * k, (xy + wz) * k, (xz - wy) * k);
-    setRow(m[1], (xy - wz) * k, 1.0 - (xx + zz) * k, (yz + wx) * k);
-    setRow(m[2], (xz + wy) * k, (yz - wx) * k, 1.0 - (xx + yy) * k);
+    const Lanes wxyz = load(array()).v, ww = {w, w, w, w}, kk = {k, k, k, k};
+    const Lanes xyz = __builtin_shufflevector(wxyz, wxyz, 1, 2, 3, 0);
+    const Lanes yzx = __builtin_shufflevector(wxyz, wxyz, 2, 3, 1, 0);
+    const Lanes zxy = __builtin_shufflevector(wxyz, wxyz, 3, 1, 2, 0);
+    const Lanes product = zxy * xyz, turn = ww * yzx;
+    // Elements (0,0) (1,1) (2,2) 0; elements (2,0) (0,1) (1,2); elements (1,0) (2,1) (0,2).
+    const Lanes diagonal = withoutLast(Lanes{1.0, 1.0, 1.0, 1.0} - (yzx * yzx + zxy * zxy) * kk);
+    const Lanes plus = (product + turn) * kk, difference = (product - turn) * kk;
+    const Lanes minus = __builtin_shufflevector(difference, difference, 1, 2, 0, 3);
+    const Lanes d0 = __builtin_shufflevector(diagonal, plus, 0, 5, 2, 3);
+    const Lanes d1 = __builtin_shufflevector(diagonal, plus, 0, 1, 6, 3);
+    const Lanes d2 = __builtin_shufflevector(diagonal, plus, 4, 1, 2, 3);
+    store(m[0], {__builtin_shufflevector(d0, minus, 0, 1, 6, 3)});
+    store(m[1], {__builtin_shufflevector(d1, minus, 4, 1, 2, 3)});
+    store(m[2], {__builtin_shufflevector(d2, minus, 0, 5, 2, 3)});
+    store(m[3], {Lanes{0.0, 0.0, 0.0, 1.0}});
+#else
+    const Pair yz = loadPair(array() + 2), squares = yz * yz;
+    const double xx = x * x, k = 2.0 / (w * w + xx + squares[0] + squares[1]);
+    const Pair kk = {k, k}, one = {1.0, 1.0}, product = Pair{x, x} * yz;
+    const Pair turn = reversed(Pair{w, w} * yz);
+    const Pair diagonal = one - (Pair{xx, xx} + reversed(squares)) * kk;  // (1,1) and (2,2)
+    const Pair plus = (product + turn) * kk;                              // (0,1) and (2,0)
+    const Pair minus = (product - turn) * kk;                             // (1,0) and (0,2)
+    const double last = y * z, turnX = w * x;
     setRow(m[3], 0.0, 0.0, 0.0, 1.0);
+    setRow(m[0], 1.0 - (squares[0] + squares[1]) * k, plus[0], minus[1]);
+    setRow(m[1], minus[0], diagonal[0], (last + turnX) * k);
+    setRow(m[2], plus[1], (last - turnX) * k, diagonal[1]);
+#endif
 }
 
 inline Tquaternion::operator T4dDblMatrix() const {

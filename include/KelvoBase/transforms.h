@@ -41,7 +41,7 @@ class KELVO_API TgenXformMatrix : public T4dDblMatrix {
     void alignZAxisWithVector(const double v[3]);
 
     /// Makes a, b and c the columns of the upper-left 3 x 3 block (not the rows); row 3 and column
-    /// 3 stay. Nothing is premultiplied.
+    /// 3 stay. Nothing is premultiplied. The arrays may be rows of this matrix.
     void setOrientation(const double a[3], const double b[3], const double c[3]);
     /// out = (in, 1) * M without the fourth component. The translation IS added, despite the name.
     /// in and out may be the same.

@@ -103,9 +103,10 @@ class KELVO_API T4dDblVector {
     T4dDblVector& rotateItZ(Tangle& a);
     /// The shortest rotation that turns this direction into that of v. Identity when the product of
     /// the lengths is below 1e-9, and when the cross product is shorter than about 3.2e-5:
-    /// normalise both first, and know that turns of less than 3.2e-5 radians are dropped. For
-    /// opposite directions (within 1e-9 radians) the half turn about a fixed perpendicular of this
-    /// vector.
+    /// normalise both first, and know that turns of less than 3.2e-5 radians are dropped. When the
+    /// angle computes to a half turn within 1e-9 radians: the half turn about a fixed perpendicular
+    /// of this vector. Opposite directions whose cosine is rounded to more than -1 miss that and
+    /// give the identity; callers that meet opposite directions test for them first.
     TunitQuaternion rotateTo(const T4dDblVector& v) const;
 
     /// Column form on the 3 x 3 block: becomes M * v. v may be this vector.

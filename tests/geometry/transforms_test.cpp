@@ -83,6 +83,8 @@ TEST(GenXform, VectorsAreMovedAndPointsAreNotDivided) {
     const double a[3] = {1, 2, 3}, b[3] = {4, 5, 6}, c[3] = {7, 8, 9};
     m.setOrientation(a, b, c);
     EXPECT_TRUE(m == matrixOf({{1, 4, 7, 0}, {2, 5, 8, 0}, {3, 6, 9, 0}, {1, 2, 3, 1}}));
+    m.setOrientation(m[0], m[1], m[2]);  // its own rows
+    EXPECT_TRUE(m == matrixOf({{1, 2, 3, 0}, {4, 5, 6, 0}, {7, 8, 9, 0}, {1, 2, 3, 1}}));
 }
 
 TEST(GenXform, AlignsVectorsWithTheZAxis) {
