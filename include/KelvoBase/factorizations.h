@@ -10,7 +10,7 @@
 //      call return an empty vector and change nothing, every other report still returns what was
 //      computed, non-finite numbers included.
 //   4. Copying and assigning an object shares its results, which no later call changes.
-//   5. DoubleGenFact and DoubleChDecomp (except downdate and shift) give the same bits on every
+//   5. DoubleGenFact and DoubleChDecomp (except its downdate) give the same bits on every
 //      processor.
 //   6. Any input ends, infinities and not-a-numbers too.
 // Methods: LINPACK (Dongarra, Bunch, Moler, Stewart, LINPACK Users' Guide, SIAM 1979, chapters 1, 5,

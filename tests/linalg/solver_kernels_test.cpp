@@ -133,6 +133,7 @@ class SolverAtLevel : public testing::TestWithParam<kernels::Level> {
         for (int n : kSizes) {
             for (int kind = 0; kind < kKinds; ++kind) {
                 for (const Layout& layout : kLayouts) {
+                    if (n > 100 && layout.offset != 1) continue;  // one will do
                     SCOPED_TRACE(testing::Message()
                                  << kNames[kind] << ", n = " << n << ", offset " << layout.offset);
                     test(makeMatrix(static_cast<Kind>(kind), n, layout));
