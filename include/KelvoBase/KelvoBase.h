@@ -14,3 +14,4 @@
 #include "KelvoBase/regex.h"
 #include "KelvoBase/tuple_containers.h"
 #include "KelvoBase/vec.h"
+#include "KelvoBase/vl_warning.h"
