@@ -1,6 +1,8 @@
 // What a system has to supply for libBase beyond the C++ standard library. A port implements these
-// in zoOS/<system>; nothing else in rpt, MA, zo, zoString and zoUtil depends on the system.
+// in zoOS/<system>; nothing else in rpt, MA, zo, zoString, zoUtil and APP depends on the system.
 #pragma once
+
+#include <string>
 
 namespace kelvo::port {
 
@@ -15,5 +17,15 @@ bool escapePressed();
 /// True while the process is known to have one thread only; then locks may be left out. May always
 /// be false. Never changes from false to true while a second thread runs.
 bool singleThreaded();
+
+/// Full path of the running executable; empty when the system does not say.
+std::string executablePath();
+
+/// Full path, links resolved, of the file that this code was loaded from (libBase, or the
+/// executable that it was linked into); empty when the system does not say.
+std::string libraryPath();
+
+/// True for a regular file that this process may execute.
+bool isProgram(const char* path);
 
 }  // namespace kelvo::port

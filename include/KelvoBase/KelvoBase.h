@@ -22,3 +22,4 @@
 #include "KelvoBase/tuple_containers.h"
 #include "KelvoBase/vec.h"
 #include "KelvoBase/vectors.h"
+#include "KelvoBase/vl_warning.h"
