@@ -43,6 +43,7 @@ class BASE_API FileStatus {
 /// The name of a file or directory, to be asked about or made.
 class BASE_API File {
   public:
+    explicit File(const char* path);
     explicit File(const zoString::CString& path);
     explicit File(const zoString::IString& path);
 

@@ -32,7 +32,7 @@ class BASE_API MoveableMemory {
         std::uint64_t lockedBytes = 0;
         std::uint64_t mappedBytes = 0;  ///< with an address now: locked, or kept for the next lock
         std::uint64_t fileBytes = 0;    ///< length of the file
-        std::uint64_t freeBytes = 0;    ///< of it between blocks; the disk has these back
+        std::uint64_t freeBytes = 0;    ///< of it between blocks; large parts are not on the disk
     };
 
     MoveableMemory();

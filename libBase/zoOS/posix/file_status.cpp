@@ -52,6 +52,7 @@ int makeAll(const std::string& path) {
 
 }  // namespace
 
+File::File(const char* path) : path_(path) {}
 File::File(const CString& path) : path_(path) {}
 File::File(const zoString::IString& path) : path_(path.toMultibyte()) {}
 

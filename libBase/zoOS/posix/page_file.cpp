@@ -20,6 +20,10 @@ namespace {
 // The first page holds nothing but this, which tells our files from others.
 constexpr char kSignature[] = "moveable memory\n";
 
+// Smaller parts stay with the file until they are used again: to give them back takes the disk
+// longer than it is worth.
+constexpr std::uint64_t kSmallestGift = std::uint64_t{1} << 20;
+
 // Whether the file may be replaced by a new one.
 bool isLeftOver(const char* path) {
     const Descriptor file(open(path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
@@ -86,10 +90,10 @@ int PageFile::takeAt(std::uint64_t offset, std::uint64_t more) {
 // That the disk gets the room back is a kindness: where the system cannot, the file stays longer.
 void PageFile::give(std::uint64_t offset, std::uint64_t length) {
     extents_.give(offset, length);
-    int done;
+    int done = 0;
     if (extents_.end() <= offset)
         done = ftruncate(file_.get(), static_cast<off_t>(extents_.end()));
-    else
+    else if (length >= kSmallestGift)
         done = fallocate(file_.get(), FALLOC_FL_PUNCH_HOLE | FALLOC_FL_KEEP_SIZE,
                          static_cast<off_t>(offset), static_cast<off_t>(length));
     static_cast<void>(done);

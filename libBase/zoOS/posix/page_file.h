@@ -33,7 +33,7 @@ class PageFile {
     int take(std::uint64_t length, std::uint64_t& offset);
     /// Reserves the `more` behind a part that ends at `offset`; EBUSY when others have them.
     int takeAt(std::uint64_t offset, std::uint64_t more);
-    /// Gives room back, to the disk too.
+    /// Gives room back; much of it, or what ends the file, to the disk too.
     void give(std::uint64_t offset, std::uint64_t length);
     /// Copies to another place that does not overlap.
     int copy(std::uint64_t from, std::uint64_t to, std::uint64_t length);

@@ -17,7 +17,7 @@ constexpr std::size_t kHugePage = std::size_t{1} << 21;
 // From here on the gain outweighs the memory that a page of 2 MiB may hold in vain.
 constexpr std::size_t kHugeFrom = 2 * kHugePage;
 
-// The views by address, with their length. Lives for the process and is never destroyed, since
+// The views by address, with the length of their pages. Lives for the process and is never destroyed, since
 // views may be ended while the process ends; any thread.
 struct Views {
     std::mutex mutex;
@@ -70,7 +70,7 @@ void* remember(void* view, std::size_t bytes) {
     if (view == MAP_FAILED) return kNoView;
     Views& all = views();
     const std::lock_guard<std::mutex> lock(all.mutex);
-    all.lengths[numberOf(view)] = bytes;
+    all.lengths[numberOf(view)] = wholePages(bytes);
     return view;
 }
 
