@@ -161,7 +161,7 @@ TEST(Quaternions, AgreeWithTheMatrices) {
         back = T4dDblMatrix(a);
         expectNear(back.w * a.w + back.x * a.x + back.y * a.y + back.z * a.z < 0 ? -a : a, back);
     }
-    for (const double w : {0.0, INFINITY}) {  // NaN stays inside the 3 x 3 block
+    for (const double w : {0.0, HUGE_VAL}) {  // NaN stays inside the 3 x 3 block
         const T4dDblMatrix m = Tquaternion(w, 0, 0, 0);
         EXPECT_TRUE(std::isnan(m[0][1]) && m[0][3] == 0 && m[2][3] == 0 && m[3][3] == 1);
     }
