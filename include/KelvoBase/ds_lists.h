@@ -9,8 +9,8 @@
 //      remembers where long lists end. Nodes are therefore linked, unlinked and freed by these
 //      functions only; `data` may be moved between handles of one kind as a whole.
 //   5. Callbacks (visit, match, release, filter, comparator) must not remove the node they are called
-//      for, except that a release callback may clear the slot. Statuses as in ds_structures.h; a
-//      null handle gives status 1.
+//      for, nor the handle. A release callback may clear the slot, and may add and remove others.
+//      Statuses as in ds_structures.h; a null handle gives status 1.
 #pragma once
 
 #include "KelvoBase/ds_structures.h"

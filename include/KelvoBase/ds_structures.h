@@ -170,7 +170,8 @@ KELVO_API DS* DS_intersect(DS* a, DS* b, int* status);
 
 /// Removes the visible items for which `keep` gives 0 (null: all of them). Works without filter and
 /// comparator where DS_set_filter and DS_set_comparator admit null (hidden items then count as
-/// well), and restores both. Clears `ordered`. Null handle: status 1, 0.
+/// well), and restores both. Clears `ordered`. The status is that of the last removal. Null handle:
+/// status 1, 0.
 KELVO_API int DS_remove_unfiltered_items(DS* handle, int (*keep)(void* item), void* release,
                                          void* extra, int* status);
 

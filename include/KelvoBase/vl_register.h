@@ -2,6 +2,7 @@
 // comparators and filters this way.
 //   1. A registry is a structure of any kind whose items are entries of the library; an entry is
 //      found by its id or by what it holds, never replaced and never removed.
+//      Who makes a registry releases it by DS_destructor with DS_memory_free as `release`.
 //   2. There is no limit on the number of entries. `status` as in ds_structures.h.
 #pragma once
 

@@ -162,6 +162,21 @@ TEST_P(EngineKinds, RemovesWhatIsNotKept) {
     EXPECT_EQ(1, status);
 }
 
+TEST(Engine, RemovingManyTellsWhatTheKindSaid) {
+    DsMethods complaining = *Ds_slist_get_methods();
+    complaining.remove = [](DS* handle, void* item, void* release, void* extra, int* status) {
+        void* next = Ds_slist_remove(handle, item, release, extra, status);
+        *status = 13;
+        return next;
+    };
+    List list(kKinds[0], {0, 5});
+    list.methods = &complaining;
+    int status = -1;
+    EXPECT_EQ(1, DS_remove_nulls(&list, &status));
+    EXPECT_EQ(13, status);
+    EXPECT_EQ(Items{5}, allItems(list));
+}
+
 TEST_P(EngineKinds, HiddenItemsStayOnceFiltersAreRegistered) {
     EXPECT_TRUE(passesInChild([] {
         int status = 0;

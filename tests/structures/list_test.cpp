@@ -167,6 +167,51 @@ TEST_P(EachKind, ReleaseComesBeforeTheNodeGoes) {
     g_releases = 0;
 }
 
+struct Meddler {
+    DS* list;
+    Comparator comparator;  // for an item that is added
+    std::uintptr_t added, removed;
+};
+void meddle(void*, void* extra) {
+    const auto& meddler = *static_cast<Meddler*>(extra);
+    int ignored = 0;
+    meddler.list->comparator = meddler.comparator;
+    if (meddler.added != 0) meddler.list->methods->add(meddler.list, item(meddler.added), &ignored);
+    if (meddler.removed != 0)
+        meddler.list->methods->remove(meddler.list, item(meddler.removed), nullptr, nullptr,
+                                      &ignored);
+    else if (meddler.added == 0)
+        DS_empty_list(meddler.list, nullptr, nullptr, &ignored);
+}
+
+TEST_P(EachKind, ReleaseMayChangeTheListItself) {
+    const struct {
+        const char* what;
+        std::uintptr_t added, removed;
+        Items left;
+        std::uintptr_t next;  // 0: none
+    } rows[] = {
+        {"removes the one before", 0, 4, {2, 8, 10}, 8},
+        {"removes the one behind", 0, 8, {2, 4, 10}, 10},
+        {"removes itself", 0, 6, {2, 4, 8, 10}, 0},
+        {"adds before it", 5, 0, {2, 4, 5, 8, 10}, 8},
+        {"adds at the end", 11, 0, {2, 4, 8, 10, 11}, 8},
+        {"empties the list", 0, 0, {}, 0},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.what);
+        List list(GetParam(), {2, 4, 6, 8, 10});
+        Meddler meddler = {&list, Ds_default_comparator, row.added, row.removed};
+        void* next = m.remove(&list, item(6), pointer(meddle), &meddler, &status);
+        EXPECT_EQ(0, status);
+        ASSERT_EQ(row.next == 0, next == nullptr);
+        if (next) {
+            EXPECT_EQ(row.next, value(*static_cast<void**>(next)));
+        }
+        EXPECT_EQ(row.left, visibleItems(&list));
+    }
+}
+
 int isNext(void* item, void* key) {
     return value(item) == value(key) + 1;
 }

@@ -151,6 +151,7 @@ TEST(Registries, FunctionsAreLostWithoutKindTwo) {
 }
 
 TEST(Registries, OwnRegistriesOfCallers) {
+    const long before = MA_liveBlocks();
     List list(kKinds[0]);
     DS* registry = &list;
     DS* none = nullptr;
@@ -180,8 +181,8 @@ TEST(Registries, OwnRegistriesOfCallers) {
     EXPECT_EQ(1, VL_register_item(7, &b, &registry, nullptr));  // lost, and yet
     list.filter = nullptr;
     EXPECT_EQ(-1, VL_get_items_registration_id(&b, registry, &status));
-    for (void* at = list.data; at; at = list.methods->next(&list, at, nullptr))
-        MA_release(*static_cast<void**>(at));
+    EXPECT_EQ(1, DS_empty_list(registry, pointer(DS_memory_free), nullptr, &status));
+    EXPECT_EQ(before, MA_liveBlocks());
 }
 
 TEST(Comparators, AnswerAsDocumented) {

@@ -239,7 +239,7 @@ int DS_remove_unfiltered_items(DS* handle, int (*keep)(void* item), void* releas
     while (at) {
         void* item = m->get_data(handle, at, &ignored);
         at = keep && keep(item) != 0 ? m->next(handle, at, &ignored)
-                                     : m->remove(handle, item, release, extra, &ignored);
+                                     : m->remove(handle, item, release, extra, status);
     }
     handle->filter = saved.filter;
     handle->comparator = saved.comparator;

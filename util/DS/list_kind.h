@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <initializer_list>
 #include <type_traits>
 
@@ -152,10 +153,17 @@ class ListKind {
 
     [[gnu::noinline]] static void* removeAny(DS* handle, void* item, void* release, void* extra,
                                              int* status) {
-        const Place place = locate(handle, item);
+        Place place = locate(handle, item);
         if (!place.node) return util::failNull(status, util::kItemNotFound);
-        Node* const following = visibleFrom(handle, place.node->next);
+        Node* following = visibleFrom(handle, place.node->next);
+        const std::uint64_t changes = g_chainEnds.changes();
         callRelease(release, place.node, extra);
+        if (changes != g_chainEnds.changes()) {
+            // The callback changed a list: what was noted before it may have gone.
+            place = placeOf(handle, place.node);
+            if (!place.node) return nullptr;
+            following = visibleFrom(handle, place.node->next);
+        }
         unlink(handle, place);
         return following;
     }
@@ -301,6 +309,13 @@ class ListKind {
         Place place = {first(handle), nullptr};
         while (place.node && (place.node->item != item || !visible(handle, place.node)))
             place = {place.node->next, place.node};
+        return place;
+    }
+
+    // Where `node`, which may have been freed, is linked in, if it still is.
+    static Place placeOf(const DS* handle, const Node* node) {
+        Place place = {first(handle), nullptr};
+        while (place.node && place.node != node) place = {place.node->next, place.node};
         return place;
     }
 

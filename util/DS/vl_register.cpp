@@ -8,7 +8,8 @@ using kelvo::util::setStatus;
 
 namespace {
 
-// What a registry holds; lives as long as the registry.
+// What a registry holds; lives as long as the registry. Tracked memory: who made a registry may
+// release its entries with DS_memory_free.
 struct Registration {
     int id;
     void* item;  // borrowed
@@ -41,10 +42,11 @@ int VL_register_item(int id, void* item, DS** registry, int* status) {
         return fail(status, kelvo::util::kInvalidFunction);
     // Callers rely on a registry of unknown kind losing what it is given without a word.
     if (!(*registry)->methods) return 1;
-    auto* entry = static_cast<Registration*>(MA_allocate(sizeof(Registration)));
+    auto* entry =
+        static_cast<Registration*>(MA_malloc(sizeof(Registration), __LINE__, __FILE__, 0));
     if (!entry) return fail(status, kelvo::util::kMemoryFault);
     *entry = {id, item};
-    if (!(*registry)->methods->add(*registry, entry, status)) MA_release(entry);
+    if (!(*registry)->methods->add(*registry, entry, status)) MA_free(entry, __LINE__, __FILE__);
     return !status || *status == kelvo::util::kNoError;
 }
 
