@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "Base/ma.h"
+#include "Base/zo_os_path.h"
 #include "KelvoBase/ds_lists.h"
 #include "util/shown_text.h"
 
@@ -125,7 +126,8 @@ void closeFile(AaDebugFile* file) {
 // Counts as open even when it cannot be: the text is lost, the program goes on.
 void openFile(AaDebugFile* file) {
     if (file->state != kNeverOpened && file->state != kClosed) return;
-    file->stream = std::fopen(file->name, file->state == kNeverOpened ? "w" : "a");
+    file->stream =
+        std::fopen(zoOS::nativePath(file->name).c_str(), file->state == kNeverOpened ? "w" : "a");
     file->state = kOpen;
 }
 

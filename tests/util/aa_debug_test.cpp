@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <fstream>
@@ -53,6 +54,19 @@ int openCount(const std::string& path) {
         count += fstat(fd, &found) == 0 && found.st_ino == wanted.st_ino &&
                  found.st_dev == wanted.st_dev;
     return count;
+}
+
+TEST_F(DebugOutput, DriveAndBackslashesReachTheRealFile) {
+    std::string name = "C:" + path("a");
+    std::replace(name.begin(), name.end(), '/', '\\');
+    EXPECT_TRUE(passesInChild([&] {
+        AA_set_print_out(2, name.data());
+        AA_debug_print("text");
+        const char* shown = nullptr;
+        AA_get_print_out(&shown);
+        EXPECT_STREQ(shown, name.c_str());
+    }));
+    EXPECT_EQ(content("a"), "text");
 }
 
 TEST_F(DebugOutput, StartsAtStandardErrorAndIndents) {
