@@ -33,7 +33,11 @@ INPUT  FILE.patches        Bezier patches: sampled, fitted again, compared with 
       --seed N         of the noise (default: 1)
       --samples N      a patch is sampled at N x N points, 4 to 100 (default: 10)
   -u, --unit NAME      unit of the input, for the labels of the picture
+      --edit SCRIPT    edit the fitted control net; docs/kelvofit.md tells the script's language
+      --turntable N    also draw N pictures of a whole turn, fit.0001.svg and so on, up to 1000
   -q, --quiet          no progress
+  -h, --help           this text
+      --version        the version
 
 Where the results are put; the figures stay in units of the input:
       --rotate AX AY AZ  turn by degrees about the x, the y, then the z axis
@@ -41,11 +45,6 @@ Where the results are put; the figures stay in units of the input:
       --pivot X Y Z      the place that stays while they turn and scale (default: 0 0 0)
       --move X Y Z       then move
       --up y|z           the axis of the world that is up in the pictures
-
-      --edit SCRIPT      edit the fitted control net (docs/kelvofit.md tells the script's language)
-      --turntable N      N pictures of a whole turn, fit.0001.svg and so on, up to 1000
-  -h, --help           this text
-      --version        the version
 
 Results in DIR: surface.obj (mesh with normals), net.obj (control net), report.json, fit.svg.
 Escape or Ctrl-C stops after the running iteration and keeps the best fit so far.

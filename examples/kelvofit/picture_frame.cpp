@@ -58,7 +58,8 @@ std::string subtitleOf(const FitResult& result) {
                std::to_string(s.v().spans()) + " spans, fitted to " +
                grouped(result.points.size()) + " points";
     }
-    return line + " \u2014 " + statusText(result);
+    const bool edited = result.edits && result.edits->largestMove > 0;
+    return line + " \u2014 " + (edited ? "edited after the fit" : statusText(result));
 }
 
 std::string scaleSvg(const FitResult& result, const Options& options, const DeviationScale& scale) {

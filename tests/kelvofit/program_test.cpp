@@ -209,7 +209,7 @@ TEST(KelvofitCommandLine, SenselessOnesAreRefused) {
         {{"a.xyz", "--move", "1", "2"}, "--move needs three values"},
         {{"a.xyz", "--pivot"}, "--pivot needs a value"},
         {{"--pivot", "1", "nan", "2", "a.xyz"}, "--pivot: 'nan' is not a number"},
-        {{"--turntable", "--edit", "1001", "a.xyz"}, "'1001' is not a whole number from 1 to 1000"},
+        {{"--turntable", "1001", "a.xyz"}, "'1001' is not a whole number from 1 to 1000"},
         {{"missing.xyz"}, "missing.xyz: cannot be opened: No such file or directory"},
     };
     const Bench bench;
