@@ -15,19 +15,36 @@ using State = zo::Reference<StatefulUndoState>;
 // What a recorded command takes beside its snapshot; part of the answers that limits count on.
 constexpr int kCommandBytes = 28;
 
+// Puts a state back into the object and says so, unless the object went while it was put back.
+class SetState : public zoRTB::FunctionBase {
+  public:
+    explicit SetState(StatefulUndoCmd& object) : object_(object) {}
+    void call(void* argument) override {
+        object_.applyState(*static_cast<const State*>(argument));
+        if (isConnected()) object_.changedSignal().emit();
+    }
+    void release() override {}  // part of a command
+
+  private:
+    StatefulUndoCmd& object_;  // borrowed; the connection ends with it
+};
+
 // One end of a change: undo puts start snapshots back, redo the others.
 class StateCommand : public zoUndo::Command {
   public:
-    StateCommand(zoUndo::Group* group, const char* name, State state, bool isStart)
-        : Command(group, name), state_(std::move(state)), isStart_(isStart) {}
+    StateCommand(zoUndo::Group* group, const char* name, State state, bool isStart,
+                 StatefulUndoCmd& object, zoRTB::SignalBase& owner)
+        : Command(group, name), state_(std::move(state)), isStart_(isStart), setState_(object) {
+        signal_.addCallback(&setState_, owner);
+    }
 
     bool redo() override {
-        if (!isStart_ && !skipRedo_) signal_.emitValue(state_);
+        if (!isStart_ && !skipRedo_) signal_.emit(&state_);
         skipRedo_ = false;
         return true;
     }
     bool undo() override {
-        if (isStart_) signal_.emitValue(state_);
+        if (isStart_) signal_.emit(&state_);
         return true;
     }
     int getNumBytesUsed() const override {
@@ -35,26 +52,12 @@ class StateCommand : public zoUndo::Command {
         return static_cast<int>(std::min<std::int64_t>(bytes, std::numeric_limits<int>::max()));
     }
 
-    zoRTB::SignalBase& signal() { return signal_; }
-
   private:
     zoRTB::SignalBase signal_;  // carries a State
     State state_;
     bool isStart_;
     bool skipRedo_ = false;  // set by nothing
-};
-
-// Puts a state back into the object and says so, unless the object went while it was put back.
-class SetState : public zoRTB::FunctionBase {
-  public:
-    explicit SetState(StatefulUndoCmd* object) : object_(object) {}
-    void call(void* argument) override {
-        object_->applyState(*static_cast<State*>(argument));
-        if (isConnected()) object_->changedSignal().emit();
-    }
-
-  private:
-    StatefulUndoCmd* object_;  // borrowed; the connection ends with it
+    SetState setState_;
 };
 
 }  // namespace
@@ -123,9 +126,8 @@ void StatefulUndoCmd::record(bool isStart) {
     // Taking the snapshot may have ended the group.
     zoUndo::Group* group = undoGetGroup();
     if (!group) return;
-    auto command = std::make_unique<StateCommand>(group, name_.c_str(), std::move(state), isStart);
-    command->signal().addCallback(new SetState(this), connections_);
-    command.release()->doIt();
+    (new StateCommand(group, name_.c_str(), std::move(state), isStart, *this, connections_))
+        ->doIt();
 }
 
 }  // namespace zoKelvoBase

@@ -44,6 +44,10 @@ FunctionBase::~FunctionBase() {
     for (Emission* e = running_; e; e = e->outerOfSame) e->current = nullptr;
 }
 
+void FunctionBase::release() {
+    delete this;
+}
+
 // Takes the callback out of both lists; running emissions pass over it.
 void SignalBase::detach(FunctionBase& callback) noexcept {
     if (SignalBase* emitter = callback.emitter_) {
@@ -62,10 +66,10 @@ void SignalBase::detach(FunctionBase& callback) noexcept {
     }
 }
 
-// Ends a connection; the emission that is calling the callback deletes it afterwards.
+// Ends a connection; the emission that is calling the callback releases it afterwards.
 void SignalBase::dispose(FunctionBase& callback) {
     detach(callback);
-    if (!callback.running_) delete &callback;
+    if (!callback.running_) callback.release();
 }
 
 SignalBase::~SignalBase() {
@@ -93,9 +97,7 @@ void SignalBase::addCallback(FunctionBase* callback, SignalBase& owner) {
     append(owner.owned_, *callback, &FunctionBase::ownedPrevious_, &FunctionBase::ownedNext_);
 }
 
-void SignalBase::emit(void* argument) {
-    if (!callbacks_) return;
-
+void SignalBase::emitToAll(void* argument) {
     // The signal may be gone after any call; from here on only the emission looks at it.
     Emission emission(*this);
     while (emission.next) {
@@ -109,13 +111,9 @@ Emission::Emission(SignalBase& emitter)
       signal(&emitter),
       next(emitter.callbacks_),
       last(emitter.callbacks_->previous_) {
-    emitter.enter(*this);
-}
-
-// Through a volatile pointer: compilers take this for an address that outlives its object.
-void SignalBase::enter(Emission& emission) {
-    Emission* volatile running = &emission;
-    emissions_ = running;
+    // Volatile, because compilers take this for an address that outlives its object.
+    Emission* volatile running = this;
+    emitter.emissions_ = running;
 }
 
 // Runs for exceptions too.
@@ -132,13 +130,13 @@ FunctionBase& Emission::enter() {
     return *current;
 }
 
-// Deletes the callback if its connection has ended and no emission is calling it any more.
+// Releases the callback if its connection has ended and no emission is calling it any more.
 void Emission::leave() {
     if (!current) return;
     FunctionBase* callback = current;
     current = nullptr;
     callback->running_ = outerOfSame;
-    if (!callback->emitter_ && !callback->running_) delete callback;
+    if (!callback->emitter_ && !callback->running_) callback->release();
 }
 
 int SignalBase::numCallbacks() const noexcept {

@@ -4,8 +4,10 @@
 
 #include "Base/zo_undo.h"
 #include "libBase/zoUndo/history.h"
+#include "libBase/zoUndo/shared_name.h"
 
 using kelvo::zo_undo::Phase;
+using kelvo::zo_undo::SharedName;
 
 namespace zoUndo {
 
@@ -38,6 +40,7 @@ bool Group::isDeclared(const void* object) const noexcept {
 
 Group::~Group() {
     if (history_) history_->forget(*this);
+    SharedName::release(name_);
     while (commands_) delete commands_;
     // Commands that were made for this group and not recorded have none from now on.
     while (fresh_) {
@@ -70,13 +73,13 @@ void Group::add(Command* command) {
 }
 
 void Group::setName(const char* name) {
-    name_ = name;
+    SharedName::release(std::exchange(name_, SharedName::acquire(name)));
     if (history_) history_->changed();
 }
 
 zoString::CString Group::name() const {
-    if (!name_.isEmpty() || !commands_) return name_;
-    return commands_->name();
+    if (name_) return name_->text();
+    return commands_ ? commands_->name() : "";
 }
 
 // Both lists are ended by null; "previous" of the first is the last.

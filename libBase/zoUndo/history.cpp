@@ -21,7 +21,10 @@ Group* History::insert(Group* group) {
     if (!group || group->history_) return nullptr;
     std::unique_ptr<Group> given(group);
     if (playing_) return nullptr;
-    groups_.insert(groups_.begin() + static_cast<std::ptrdiff_t>(done_), group);
+    if (done_ == groups_.size())
+        groups_.push_back(group);
+    else
+        groups_.insert(groups_.begin() + static_cast<std::ptrdiff_t>(done_), group);
     given.release();
     ++done_;
     group->history_ = this;
@@ -82,6 +85,8 @@ void History::take(Range range, Groups& taken) {
 }
 
 void History::end(Dropped& dropped) {
+    if (dropped.final.empty() && dropped.undone.empty() && dropped.commands.empty())
+        return changed();
     for (const Groups* groups : {&dropped.final, &dropped.undone})
         for (Group* g : *groups) manager_.groupDestroyed_.emitValue(g);
     for (Command* c : inOrder(dropped.final))
@@ -92,8 +97,8 @@ void History::end(Dropped& dropped) {
     changed();
 }
 
-std::vector<Command*> History::inOrder(const Groups& groups) {
-    std::vector<Command*> all;
+History::Commands History::inOrder(const Groups& groups) {
+    Commands all;
     for (const Group* g : groups)
         for (Command* c = g->commands_; c; c = c->next_) all.push_back(c);
     if (groups.size() > 1)
@@ -103,19 +108,17 @@ std::vector<Command*> History::inOrder(const Groups& groups) {
 }
 
 History::Range History::lastDoneStep() const {
-    std::size_t begin = done_;
-    bool filled = false;
-    while (begin > 0 && (!filled || groups_[begin]->joined_))
-        filled |= groups_[--begin]->count_ > 0;
-    return {begin, done_};
+    Range step = {done_, done_};
+    while (step.begin > 0 && (!step.filled || groups_[step.begin]->joined_))
+        if (Group* g = groups_[--step.begin]; g->count_ > 0) ++step.filled, step.last = g;
+    return step;
 }
 
 History::Range History::firstUndoneStep() const {
-    std::size_t end = done_;
-    bool filled = false;
-    while (end < groups_.size() && (!filled || groups_[end]->joined_))
-        filled |= groups_[end++]->count_ > 0;
-    return {done_, end};
+    Range step = {done_, done_};
+    while (step.end < groups_.size() && (!step.filled || groups_[step.end]->joined_))
+        if (Group* g = groups_[step.end++]; g->count_ > 0) ++step.filled, step.last = g;
+    return step;
 }
 
 bool History::anyFilled(Range range) const {
@@ -136,19 +139,16 @@ bool History::hasRest(Range step) const {
 // ---- Recording
 
 void History::recorded(Group& group, Command& command) {
-    Dropped dropped;
     bytes_ += command.bytes_;
     filled_ += group.count_ == 1;
+    Dropped dropped;
     if (partial_ || done_ < groups_.size()) takeUndone(group, dropped);
     command.serial_ = ++serial_;
     command.before_ = state_;
     state_ = command.serial_;
     joinLaterGroups(group);
     if (beyondLimits()) takeBeyondLimits(dropped);
-    if (dropped.final.empty() && dropped.undone.empty() && dropped.commands.empty())
-        changed();
-    else
-        end(dropped);
+    end(dropped);
 }
 
 void History::removed(const Group& group, const Command& command) {

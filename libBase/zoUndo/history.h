@@ -1,6 +1,7 @@
 // What a manager keeps, and how it is played.
 #pragma once
 
+#include <boost/container/small_vector.hpp>
 #include <cstddef>
 #include <cstdint>
 #include <deque>
@@ -28,11 +29,15 @@ void commitAndDelete(zoUndo::Command* command) noexcept;
 ///   - all commands beyond done_ are undone.
 class History {
   public:
-    using Groups = std::vector<zoUndo::Group*>;
+    // Most steps are one group with a few commands.
+    using Groups = boost::container::small_vector<zoUndo::Group*, 4>;
+    using Commands = boost::container::small_vector<zoUndo::Command*, 16>;
 
     // A run of groups: [begin, end) of groups_.
     struct Range {
         std::size_t begin, end;
+        int filled = 0;                 // how many of them hold commands: known for steps only
+        zoUndo::Group* last = nullptr;  // one of those
     };
 
     explicit History(zoUndo::Manager& manager) : manager_(manager) {}
@@ -55,7 +60,7 @@ class History {
 
     // Playing
     bool isPlaying() const { return playing_; }
-    bool canUndo() const { return !playing_ && anyFilled({0, done_}); }
+    bool canUndo() const { return !playing_ && lastDoneStep().filled > 0; }
     bool canRedo() const { return !playing_ && (partial_ || anyFilled({done_, groups_.size()})); }
     bool undo();
     bool redo();
@@ -89,13 +94,13 @@ class History {
     zoString::CString stepName(Range step) const;
     bool hasRest(Range step) const;
     /// All commands of the groups in the order of recording.
-    static std::vector<zoUndo::Command*> inOrder(const Groups& groups);
+    static Commands inOrder(const Groups& groups);
 
-    bool play(Range step, bool undoing);
-    bool playCommands(Range step, bool undoing);
+    bool play(const Range& step, bool undoing);
+    bool playCommands(const Range& step, bool undoing);
     bool playGroup(zoUndo::Group& group, bool undoing);
     bool playOne(zoUndo::Command& command, bool undoing);
-    void finishPlay(Range step);
+    void finishPlay(const Range& step);
 
     void takeUndone(zoUndo::Group& recording, Dropped& dropped);
     static void takeUndoneCommands(zoUndo::Group& group, Dropped& dropped);

@@ -8,14 +8,18 @@ using zoUndo::Group;
 namespace kelvo::zo_undo {
 
 bool History::undo() {
-    return canUndo() && play(lastDoneStep(), true);
+    if (playing_) return false;
+    const Range step = lastDoneStep();
+    return step.filled > 0 && play(step, true);
 }
 
 bool History::redo() {
-    return canRedo() && play(partial_ ? lastDoneStep() : firstUndoneStep(), false);
+    if (playing_) return false;
+    const Range step = partial_ ? lastDoneStep() : firstUndoneStep();
+    return step.filled > 0 && play(step, false);
 }
 
-bool History::play(Range step, bool undoing) {
+bool History::play(const Range& step, bool undoing) {
     playing_ = true;
     played_ = false;
     bool whole = false;
@@ -30,12 +34,11 @@ bool History::play(Range step, bool undoing) {
     return whole;
 }
 
-bool History::playCommands(Range step, bool undoing) {
-    Groups filled;
-    for (std::size_t i = step.begin; i < step.end; ++i)
-        if (groups_[i]->count_ > 0) filled.push_back(groups_[i]);
-    if (filled.size() == 1) return playGroup(*filled.front(), undoing);
-    std::vector<Command*> commands = inOrder(filled);
+bool History::playCommands(const Range& step, bool undoing) {
+    if (step.filled == 1) return playGroup(*step.last, undoing);
+    const auto first = groups_.begin();
+    Commands commands = inOrder(Groups(first + static_cast<std::ptrdiff_t>(step.begin),
+                                       first + static_cast<std::ptrdiff_t>(step.end)));
     if (undoing) std::reverse(commands.begin(), commands.end());
     return std::all_of(commands.begin(), commands.end(),
                        [&](Command* c) { return playOne(*c, undoing); });
@@ -65,7 +68,7 @@ bool History::playOne(Command& command, bool undoing) {
     return true;
 }
 
-void History::finishPlay(Range step) {
+void History::finishPlay(const Range& step) {
     bool anyDone = false, anyUndone = false;
     for (std::size_t i = step.begin; i < step.end; ++i)
         if (const Command* first = groups_[i]->commands_) {

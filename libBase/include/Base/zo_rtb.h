@@ -32,6 +32,10 @@ class BASE_API FunctionBase {
     /// Receives what was given to SignalBase::emit: the address of the value, or null.
     virtual void call(void* argument) = 0;
 
+    /// Called once the connection has ended by the death of emitter or owner and no call runs any
+    /// more. Default: `delete this`. A callback that is a member of something else does nothing.
+    virtual void release();
+
     /// Whether a signal has this callback. False from the end of the connection on, which a
     /// callback that caused it can still ask.
     bool isConnected() const noexcept { return emitter_ != nullptr; }
@@ -67,7 +71,9 @@ class BASE_API SignalBase {
 
     /// Calls all callbacks with `argument`, the address of the value that they expect. Callbacks
     /// for a value leave a null address alone; those without one ignore it.
-    void emit(void* argument = nullptr);
+    void emit(void* argument = nullptr) {
+        if (callbacks_) emitToAll(argument);
+    }
     /// Calls all callbacks with a copy of `value`, which they may change for those after them.
     template <class A>
     void emitValue(A value) {
@@ -82,7 +88,7 @@ class BASE_API SignalBase {
     friend struct Emission;
     static void detach(FunctionBase& callback) noexcept;
     static void dispose(FunctionBase& callback);
-    void enter(Emission& emission);
+    void emitToAll(void* argument);
 
     FunctionBase* callbacks_ = nullptr;  // owned; the first one
     FunctionBase* owned_ = nullptr;      // borrowed; first callback whose connection ends with us

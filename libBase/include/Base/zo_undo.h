@@ -137,6 +137,7 @@ class BASE_API Group {
 
     Word first_, second_;
     kelvo::zo_undo::History* history_ = nullptr;  // borrowed; null: no manager
+    kelvo::zo_undo::SharedName* name_ = nullptr;  // counted; null: none given
     Command* commands_ = nullptr;                 // owned: recorded, oldest first
     Command* fresh_ = nullptr;                    // borrowed: made for this group, not recorded
     std::int64_t bytes_ = 0;
@@ -144,7 +145,6 @@ class BASE_API Group {
     int count_ = 0;                       // recorded commands
     bool start_ = false;
     bool joined_ = false;  // one step with the group before it
-    zoString::CString name_;
 };
 
 /// The history of one document.

@@ -1,0 +1,332 @@
+// What could break: who owns a command, what a failing one leaves behind, groups that are recorded
+// into late, when commit comes, which signals are sent. Random histories are in tests/undo.
+#include "Base/zo_undo.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <functional>
+#include <limits>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <utility>
+
+namespace {
+
+using zoUndo::Command;
+using zoUndo::Group;
+using zoUndo::Manager;
+
+// Writes down what is done with it: "+a" redo, "-a" undo, "!a" commit, "~a" its end.
+class Letter : public Command {
+  public:
+    Letter(Group* group, char letter, std::string& log)
+        : Command(group, std::string(1, letter).c_str()), log_(log) {}
+    ~Letter() override { write('~'); }
+    bool redo() override { return play('+'); }
+    bool undo() override { return play('-'); }
+    int getNumBytesUsed() const override { return 10; }
+    void commit() override {
+        write('!');
+        if (failing == *name()) throw 2;
+    }
+
+    static char failing;  // the letter that refuses; upper case: it throws
+
+  private:
+    void write(char what) { log_ += what, log_ += *name(); }
+    bool play(char what) {
+        if (failing == *name()) return false;
+        if (failing - 'A' + 'a' == *name()) throw std::runtime_error("refused");
+        write(what);
+        return true;
+    }
+    std::string& log_;
+};
+char Letter::failing = 0;
+
+class History : public testing::Test {
+  protected:
+    ~History() override { Letter::failing = 0; }
+
+    Group* group(const char* letters = "") {
+        Group* made = manager_->newGroup(0, 0);
+        record(made, letters);
+        return made;
+    }
+    void record(Group* into, const char* letters) {
+        for (; *letters; ++letters) (new Letter(into, *letters, log_))->doIt();
+        log_.clear();
+    }
+    std::string logged() { return std::exchange(log_, {}); }
+    std::string undone() { return manager_->undo(), logged(); }
+    std::string redone() { return manager_->redo(), logged(); }
+
+    std::string log_;
+    std::unique_ptr<Manager> manager_{zoUndo::newManager()};
+};
+
+TEST_F(History, DoItGivesTheCommandAway) {
+    (new Letter(nullptr, 'a', log_))->doIt();
+    EXPECT_EQ("+a!a~a", logged());
+    Group* open = group();
+    auto* late = new Letter(open, 'b', log_);
+    EXPECT_EQ(open, late->group());
+    manager_->deleteLastGroup();
+    EXPECT_EQ(nullptr, late->group());
+    late->doIt();
+    EXPECT_EQ("+b!b~b", logged());
+
+    open = group();
+    Letter::failing = 'c';
+    (new Letter(open, 'c', log_))->doIt();
+    EXPECT_EQ("~c", logged());
+    Letter::failing = 'C';
+    EXPECT_THROW((new Letter(open, 'c', log_))->doIt(), std::runtime_error);
+    EXPECT_EQ("~c", logged());
+    Letter::failing = 0;
+    EXPECT_EQ(0, open->numCommands());
+
+    auto* twice = new Letter(open, 'd', log_);
+    twice->doIt();
+    twice->doIt();
+    open->add(twice);
+    open->add(nullptr);
+    EXPECT_EQ(1, open->numCommands());
+    EXPECT_EQ("+d+d", logged());
+    Group other;
+    other.add(new Letter(open, 'e', log_));  // has been performed already, and changes its group
+    EXPECT_EQ("", logged());
+    EXPECT_EQ(1, other.numCommands());
+    delete twice;
+    EXPECT_EQ(0, open->numCommands());
+    EXPECT_EQ(0, manager_->numBytesUsed());
+    EXPECT_FALSE(manager_->canUndo());
+}
+
+// A refusal in the middle, then what the next calls play.
+TEST_F(History, FailureLeavesTheStepDividedAtTheCommand) {
+    for (const bool throws : {false, true}) {
+        const char b = throws ? 'B' : 'b';
+        const auto play = [&](bool undoing) {
+            try {
+                EXPECT_FALSE(undoing ? manager_->undo() : manager_->redo());
+                EXPECT_FALSE(throws);
+            } catch (const std::runtime_error&) {
+                EXPECT_TRUE(throws);
+            }
+            return logged();
+        };
+        group("x");
+        group("abc")->setName("Fillet");
+        manager_->setClean();
+        Letter::failing = b;
+        EXPECT_EQ("-c", play(true));
+        EXPECT_EQ("", play(true));
+        EXPECT_EQ("Undo Fillet", manager_->undoText());
+        EXPECT_EQ("Redo Fillet", manager_->redoText());
+        EXPECT_FALSE(manager_->isClean() || manager_->isPlaying());
+        EXPECT_EQ("+c", redone());
+        EXPECT_TRUE(manager_->isClean());
+        EXPECT_EQ("-c", play(true));
+        Letter::failing = 0;
+        EXPECT_EQ("-b-a", undone());
+        Letter::failing = b;
+        EXPECT_EQ("+a", play(false));
+        EXPECT_EQ("", play(false));
+        EXPECT_EQ("-a", undone());
+        EXPECT_EQ("+a", play(false));
+        Letter::failing = 0;
+        group("d");  // gives up what was not redone, and only that
+        EXPECT_FALSE(manager_->canRedo());
+        EXPECT_EQ("-d", undone());
+        EXPECT_EQ("-a", undone());
+        EXPECT_EQ("-x", undone());
+        manager_->clear();
+        EXPECT_EQ("~x~a~d", logged());
+    }
+}
+
+TEST_F(History, InterleavedGroupsAreOneStepInTheOrderOfRecording) {
+    group("z");
+    Group* outer = group("a");
+    Group* inner = group("b");
+    EXPECT_EQ("-b", undone());  // two steps so far
+    EXPECT_EQ("+b", redone());
+    record(outer, "c");
+    record(inner, "d");
+    EXPECT_EQ("Undo a", manager_->undoText());
+    EXPECT_EQ("-d-c-b-a", undone());
+    EXPECT_EQ("Redo a", manager_->redoText());
+    EXPECT_EQ("+a+b+c+d", redone());
+    Letter::failing = 'B';
+    EXPECT_THROW(manager_->undo(), std::runtime_error);
+    EXPECT_EQ("-d-c", logged());
+    Letter::failing = 0;
+    EXPECT_EQ("-b-a", undone());
+    EXPECT_EQ("-z", undone());
+    EXPECT_EQ("", undone());
+}
+
+TEST_F(History, RecordingIntoAnUndoneGroupStartsItAgain) {
+    Group* open = group("ab");
+    Group* later = group("c");
+    undone();
+    undone();
+    (new Letter(open, 'd', log_))->doIt();
+    EXPECT_EQ("+d~c~a~b", logged());
+    EXPECT_EQ(open, manager_->getGroup(-1));
+    EXPECT_NE(later, manager_->getGroup(0));
+    EXPECT_EQ(1, manager_->numGroups());
+    EXPECT_EQ(10, manager_->numBytesUsed());
+    EXPECT_EQ("-d", undone());
+}
+
+TEST_F(History, EmptyGroupsAreNoStepsAndKeepTheRedo) {
+    Group* first = group("a");
+    group();
+    EXPECT_EQ("-a", undone());
+    Group* open = group();
+    EXPECT_EQ(open, manager_->getGroup(-1));
+    EXPECT_EQ(first, manager_->getGroup(1));
+    EXPECT_EQ(nullptr, manager_->getGroup(3));
+    EXPECT_EQ(nullptr, manager_->getGroup(-2));
+    EXPECT_FALSE(manager_->undo());
+    manager_->deleteLastGroup();
+    EXPECT_EQ("+a", redone());
+    EXPECT_FALSE(manager_->redo());
+    EXPECT_EQ("-a", undone());
+    manager_->deleteLastGroup();  // nothing is left to delete there
+    EXPECT_TRUE(manager_->canRedo());
+    EXPECT_EQ("Undo", manager_->undoText());
+}
+
+TEST_F(History, LimitsDropWholeOldStepsAndCommitThem) {
+    group("ab");
+    Group* outer = group("c");
+    group("d");
+    record(outer, "e");
+    group("f");
+    Group* open = group("g");
+    manager_->setByteLimit(49);
+    EXPECT_EQ("!a~a!b~b!c~c!d~d!e~e", logged());
+    EXPECT_EQ(20, manager_->numBytesUsed());
+    manager_->setGroupLimit(1);
+    EXPECT_EQ("!f~f", logged());
+    manager_->setByteLimit(5);  // the newest stays
+    EXPECT_EQ("", logged());
+    record(open, "h");
+    EXPECT_EQ(20, manager_->numBytesUsed());
+    Letter::failing = 'i';  // throws in commit
+    manager_->setByteLimit(std::numeric_limits<std::int64_t>::min());
+    group("j");
+    EXPECT_EQ(1, manager_->numGroups());
+    manager_->setGroupLimit(0);
+    group("k");
+    undone();
+    manager_.reset();
+    EXPECT_EQ("!j~j~k", logged());
+}
+
+TEST_F(History, CleanMark) {
+    Manager& m = *manager_;
+    const auto clean = [&] { return m.isClean(); };
+    EXPECT_TRUE(clean());
+    group("a");
+    EXPECT_FALSE(clean());
+    m.setClean();
+    group("b");
+    m.undo();
+    EXPECT_TRUE(clean());
+    m.undo();
+    EXPECT_FALSE(clean());
+    m.redo();
+    EXPECT_TRUE(clean());
+    m.setGroupLimit(1);
+    group("c");  // "a" is final: the saved state is where "c" begins
+    m.undo();
+    EXPECT_TRUE(clean());
+    m.undo();
+    m.setModified();
+    EXPECT_FALSE(clean());
+    m.setClean();
+    group("d");
+    m.deleteLastGroup();  // its change stays: nothing leads back
+    EXPECT_FALSE(clean());
+    m.setClean();
+    m.clear();
+    EXPECT_TRUE(clean());
+}
+
+TEST_F(History, Signals) {
+    const auto add = [&](zoRTB::SignalBase& signal, std::function<void()> body) {
+        signal.addCallback(new zoRTB::FunctionObject(std::move(body)));
+    };
+    add(manager_->creationDisableSignal(), [&] { log_ += '|'; });
+    add(manager_->groupDestroyedSignal(), [&] { log_ += 'D'; });
+    add(manager_->changedSignal(), [&] { log_ += '.'; });
+    const auto after = [&](const std::function<void()>& act) { return act(), logged(); };
+    Group* g = nullptr;
+    EXPECT_EQ(".", after([&] { g = manager_->newGroup(0, 0); }));
+    EXPECT_EQ("+a.", after([&] { (new Letter(g, 'a', log_))->doIt(); }));
+    EXPECT_EQ("|-a|.", after([&] { manager_->undo(); }));
+    EXPECT_EQ("", after([&] { manager_->undo(); }));
+    Letter::failing = 'a';
+    EXPECT_EQ("||", after([&] { manager_->redo(); }));
+    Letter::failing = 'A';
+    EXPECT_EQ("||", after([&] { EXPECT_THROW(manager_->redo(), std::runtime_error); }));
+    Letter::failing = 0;
+    EXPECT_EQ("|+a|.", after([&] { manager_->redo(); }));
+    EXPECT_EQ(".", after([&] { manager_->setClean(); }));
+    EXPECT_EQ("D!a~a.", after([&] { manager_->deleteLastGroup(); }));
+    g = manager_->newGroup(0, 0);
+    logged();
+    EXPECT_EQ("D.", after([&] { delete g; }));
+    EXPECT_EQ(0, manager_->numGroups());
+}
+
+// Calls everything that changes the history while it is played.
+struct Meddler : Command {
+    Meddler(Group* group, Manager& manager, std::string& log)
+        : Command(group, "m"), manager(manager), log(log) {}
+    bool redo() override { return true; }
+    bool undo() override {
+        EXPECT_TRUE(manager.isPlaying());
+        EXPECT_FALSE(manager.canUndo() || manager.canRedo());
+        EXPECT_FALSE(manager.undo() || manager.redo());
+        EXPECT_EQ(nullptr, manager.newGroup(0, 0));
+        (new Letter(group(), 'x', log))->doIt();
+        manager.deleteLastGroup();
+        manager.clear();
+        manager.setGroupLimit(1);
+        return true;
+    }
+    Manager& manager;
+    std::string& log;
+};
+
+TEST_F(History, NothingChangesTheHistoryWhileItIsPlayed) {
+    group("a");
+    (new Meddler(group(), *manager_, log_))->doIt();
+    EXPECT_TRUE(manager_->undo());
+    EXPECT_EQ("+x!x~x", logged());
+    EXPECT_EQ(2, manager_->numGroups());
+    EXPECT_EQ("-a", undone());
+    EXPECT_TRUE(manager_->redo() && manager_->redo());
+}
+
+TEST(Manager, InstallingKeepsTheOneBefore) {
+    Manager first;
+    {
+        Manager second;
+        zoUndo::installManager(&second);
+        zoUndo::installManager(&first);
+        EXPECT_EQ(&first, zoUndo::getInstalledManager());
+    }
+    EXPECT_EQ(&first, zoUndo::getInstalledManager());
+    zoUndo::installManager(nullptr);
+    EXPECT_EQ(nullptr, zoUndo::getInstalledManager());
+}
+
+}  // namespace
