@@ -8,7 +8,6 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
-#include <regex>
 #include <string>
 
 #include "Base/ma.h"
@@ -244,7 +243,9 @@ TEST_F(Memory, FileBlocksNameTheirFile) {
         char* const block = static_cast<char*>(Ma_allocMmapMemory(size, 0, 0));
         ASSERT_NE(nullptr, block);
         const std::string name = directory.list();
-        EXPECT_TRUE(std::regex_match(name, std::regex("Magic0[a-z0-9]{6}"))) << name;
+        EXPECT_EQ(12u, name.size()) << name;
+        EXPECT_EQ(0u, name.find("Magic0")) << name;
+        EXPECT_EQ(std::string::npos, name.find_first_of("X /", 6)) << name;
         EXPECT_EQ(0xBEEFu, word(block, 0));
         EXPECT_EQ(size + 16, word(block, 2));
         const std::uint64_t address = word(block, 1) | (std::uint64_t{word(block, 3)} << 32);

@@ -1,0 +1,1 @@
+kelvo_bench(memory memory_bench.cpp)
