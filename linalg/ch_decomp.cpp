@@ -51,9 +51,11 @@ int DoubleChDecomp::setPivoting(int column, int specifier) {
         reportMathErrorId(kPivotSpecifier, specifier);
         return previous;
     }
-    specifiers_.deepenShallowCopy();  // copies of this object keep theirs
-    if (!known) specifiers_.resize(static_cast<unsigned>(column) + 1);
-    if (specifiers_.stride() == 1) specifiers_(column) = specifier;
+    IntVec changed = specifiers_.copy();  // copies of this object keep theirs
+    if (!known && areUsable(changed)) changed.resize(static_cast<unsigned>(column) + 1);
+    if (!areUsable(changed)) return previous;
+    changed(column) = specifier;
+    specifiers_.reference(changed);
     if (!factored_) pivots_.reference(specifiers_);
     return previous;
 }

@@ -4,6 +4,7 @@
 #include "KelvoBase/factorizations.h"
 #include "linalg/fact_parts.h"
 #include "linalg/kernels/cholesky_update.h"
+#include "linalg/mat_access.h"
 
 // What is carried along with a change of the factor. All borrowed, all may be null.
 struct DoubleChDecomp::Carried {
@@ -36,6 +37,16 @@ bool hasUnitStride(const DoubleVec* v) {
     if (v == nullptr || v->length() == 0 || v->stride() == 1) return true;
     reportMathErrorId(kPointerStride);
     return false;
+}
+
+// Gives r elements of its own, which copies of the object do not see change. False when there is no
+// memory, which has been reported; r is then as it was.
+bool makePrivate(DoubleGenMat& r) {
+    if (VecAccess::isPrivate(MatAccess::data(r))) return true;
+    const DoubleGenMat own = r.copy();
+    if (!areUsable(own.dataVec())) return false;
+    r.reference(own);
+    return true;
 }
 
 // Copies of what is carried along, stored back at the end only, so that a refused change leaves
@@ -100,8 +111,7 @@ void DoubleChDecomp::update(const DoubleVec& x, DoubleGenMat* z, const DoubleVec
     if (!fits(x, {z, y, rho, c, s})) return;
     const unsigned n = r_.cols();
     Working w(n, z, y, rho, -1.0);
-    r_.deepenShallowCopy();
-    if (!w.isUsable() || !areUsable(r_.dataVec())) return;
+    if (!w.isUsable() || !makePrivate(r_)) return;
     kelvo::kernels::dchud(r_.data(), r_.rows(), static_cast<int>(n), x.data(), w.z(), n,
                           w.columns(), w.y(), w.rho(), w.c(), w.s());
     w.storeBack(n, z, rho, c, s);
@@ -114,8 +124,7 @@ int DoubleChDecomp::downdate(const DoubleVec& x, DoubleGenMat* z, const DoubleVe
     const unsigned n = r_.cols();
     // Nothing that is left of an infinite norm can be too large.
     Working w(n, z, y, rho, std::numeric_limits<double>::infinity());
-    r_.deepenShallowCopy();
-    if (!w.isUsable() || !areUsable(r_.dataVec())) return kRefused;
+    if (!w.isUsable() || !makePrivate(r_)) return kRefused;
     const int info = kelvo::kernels::dchdd(r_.data(), r_.rows(), static_cast<int>(n), x.data(),
                                            w.z(), n, w.columns(), w.y(), w.rho(), w.c(), w.s());
     if (info == kRefused) return kRefused;
@@ -136,8 +145,7 @@ void DoubleChDecomp::shift(int k, int l, int direction, DoubleGenMat* z, DoubleV
         return;
     // The kernel needs more of s than the l - k sines.
     Working w(n, z, nullptr, nullptr, 0.0);
-    r_.deepenShallowCopy();
-    if (!w.isUsable() || !areUsable(r_.dataVec())) return;
+    if (!w.isUsable() || !makePrivate(r_)) return;
     kelvo::kernels::dchex(r_.data(), r_.rows(), static_cast<int>(n), k + 1, l + 1, w.z(), n,
                           w.columns(), w.c(), w.s(), direction > 0 ? kRightJob : kLeftJob);
     w.storeBack(rotations, z, nullptr, c, s);

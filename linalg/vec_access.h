@@ -24,6 +24,12 @@ struct VecAccess {
         return v.block_ == w.block_;
     }
 
+    /// Are the elements compact and held by v alone?
+    template <class Vec>
+    static bool isPrivate(const Vec& v) {
+        return v.block_->references() < 2 && v.stride_ == 1 && v.begin_ == v.block_->data();
+    }
+
     /// Is there an element i?
     template <class Vec>
     static bool contains(const Vec& v, int i) {

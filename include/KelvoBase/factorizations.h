@@ -156,10 +156,10 @@ class KELVO_API DoubleChDecomp {
     /// every step, so that a semidefinite matrix of rank r ends with lastPosFactor() = r.
     void doPivoting(int flag);
 
-    /// Says for the next factor() with pivoting where `column` may go; columns without a specifier
-    /// are FREE, and all of them are again after that factor(). Returns the previous specifier. One
-    /// other than 1, 0 and -1 is reported (0x5012) and changes nothing, nor does a negative column
-    /// (0x3005).
+    /// Says for the next factor() where `column` may go if pivoting is on; columns without a
+    /// specifier are FREE, and all of them are again after any factor(). Returns the previous
+    /// specifier. One other than 1, 0 and -1 is reported (0x5012) and changes nothing, nor does a
+    /// negative column (0x3005).
     int setPivoting(int column, int specifier);
 
     /// Factors `a` and forgets the former matrix. Fewer rows than columns are reported (0x5010);
@@ -216,9 +216,9 @@ class KELVO_API DoubleChDecomp {
     //
     // `z` (n rows), `y` and `rho` (one element for each column of z) are a least-squares problem
     // that is carried along: z holds Q'b of the right sides b, y the elements of the right sides in
-    // the row x, rho the norms of the residuals (a negative one is left alone). `c` and `s`, n
-    // elements, receive cosines and sines of the rotations. All may be null: y then counts as 0, and
-    // norms are not kept.
+    // the row x, rho the norms of the residuals (update leaves a negative one alone, for downdate it
+    // is too small). `c` and `s`, n elements, receive cosines and sines of the rotations. All may be
+    // null: y then counts as 0, and norms are not kept.
     //
     // Reports, in this order, after which nothing is changed: x 0x5002, z 0x5007, y or rho 0x5009,
     // c or s 0x5008, a vector whose stride is not 1 0x500C.

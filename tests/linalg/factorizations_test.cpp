@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "Base/ma.h"
 #include "tests/linalg/recorded_errors.h"
 #include "tests/linalg/test_matrices.h"
 
@@ -539,6 +540,46 @@ TEST(ChDecomp, CopiesDoNotFollow) {
     expectFactorOf(a, assigned, 1e-13);
     assigned.downdate(DoubleVec(4, 1e-3));
     expectFactorOf(a, copy, 1e-13);
+}
+
+// A change that finds no memory for a factor of its own must keep the one that it shares.
+TEST(ChDecomp, WithoutMemoryTheFactorStays) {
+    const DoubleGenMat a = positiveDefinite(30);
+    const DoubleVec x(30, 1e-3);
+    void (*const kChanges[])(DoubleChDecomp&, const DoubleVec&) = {
+        [](DoubleChDecomp& ch, const DoubleVec& v) { ch.update(v); },
+        [](DoubleChDecomp& ch, const DoubleVec& v) { ch.downdate(v); },
+        [](DoubleChDecomp& ch, const DoubleVec&) { ch.shift(3, 20, 0); }};
+    for (const auto change : kChanges) {
+        bool failed = true;
+        int successes = 0;
+        for (; failed && successes < 20; ++successes) {
+            SCOPED_TRACE(successes);
+            DoubleChDecomp ch(a);
+            const DoubleChDecomp copy(ch);
+            RecordedErrors errors;
+            MA_failAfter(successes);
+            change(ch, x);
+            MA_failAfter(-1);
+            failed = !errors.take().empty();
+            expectFactorOf(a, copy, 1e-13);
+            if (failed) expectFactorOf(a, ch, 1e-13);
+        }
+        EXPECT_FALSE(failed);
+        EXPECT_GT(successes, 2);
+    }
+}
+
+TEST(ChDecomp, WithoutMemorySpecifiersStay) {
+    DoubleChDecomp ch;
+    ch.setPivoting(1, DoubleChDecomp::INITIAL);
+    RecordedErrors errors;
+    MA_failAfter(0);
+    ch.setPivoting(5, DoubleChDecomp::FINAL);
+    MA_failAfter(-1);
+    EXPECT_FALSE(errors.take().empty());
+    EXPECT_EQ(2u, ch.pivots().length());
+    EXPECT_EQ(DoubleChDecomp::INITIAL, ch.setPivoting(1, DoubleChDecomp::FREE));
 }
 
 }  // namespace
