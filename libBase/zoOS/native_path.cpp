@@ -13,8 +13,12 @@ namespace {
 constexpr int kUsualDrive = 3;  // 'C'
 
 // What each drive letter stands for, without a separator at the end; empty: "/". Lives for the
-// process; set while one thread runs.
-std::array<std::string, 26> g_driveRoots;
+// process and is never destroyed, since files may be removed while it ends; set while one thread
+// runs.
+std::array<std::string, 26>& driveRoots() {
+    static auto* const roots = new std::array<std::string, 26>;
+    return *roots;
+}
 
 // Number of a drive letter from 0, or -1. No locale has a say in it.
 int driveOf(char letter) {
@@ -45,10 +49,10 @@ zoString::CString nativePath(const char* text) {
     std::string path;
     if (given.size() >= 2 && given[1] == ':' && driveOf(given[0]) >= 0) {
         const auto drive = static_cast<std::size_t>(driveOf(given[0]));
-        path = below(g_driveRoots[drive], given.substr(2));
+        path = below(driveRoots()[drive], given.substr(2));
     } else if (beginsWithOneBackslash(given)) {
         const int drive = std::clamp(currentDrive(), 1, 26) - 1;
-        path = below(g_driveRoots[static_cast<std::size_t>(drive)], given);
+        path = below(driveRoots()[static_cast<std::size_t>(drive)], given);
     } else {
         path = given;
     }
@@ -61,7 +65,7 @@ void setDriveRoot(char letter, const char* posixRoot) {
     if (drive < 0) return;
     std::string root = posixRoot != nullptr ? posixRoot : "";
     while (!root.empty() && root.back() == '/') root.pop_back();
-    g_driveRoots[static_cast<std::size_t>(drive)] = root;
+    driveRoots()[static_cast<std::size_t>(drive)] = root;
 }
 
 int currentDrive() {

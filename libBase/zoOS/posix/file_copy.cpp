@@ -187,6 +187,7 @@ std::string throughLinks(const std::string& path) {
 // Whether the copy may go there, before anything is written.
 int checkTarget(const struct stat& source, const std::string& target, bool overwrite) {
     struct stat found;
+    if (target.empty()) return ENOENT;
     if (stat(target.c_str(), &found) != 0) return errno == ENOENT ? 0 : errno;
     if (kelvo::zoos::isSameFile(source, found)) return EINVAL;
     if (!overwrite) return EEXIST;

@@ -26,21 +26,28 @@ using kelvo::zoos::Descriptor;
 
 constexpr std::size_t kRandomLetters = 6;  // at the end of the names
 
-// Lives for the process; any thread. At its end the files that are left go.
+// Lives for the process and is never destroyed, since blocks may be freed while it ends; any thread.
 struct ScratchFiles {
-    ~ScratchFiles() {
-        // A child that was forked has the table, but not the files.
-        for (const auto& [path, owner] : paths)
-            if (owner == getpid()) unlink(path.c_str());
-    }
     std::mutex mutex;
     std::set<std::pair<std::string, pid_t>> paths;  // native, with the process that made them
     std::set<std::string> swept;                    // directories and beginnings of names
 };
 
+// Removes what is left when the process ends.
+struct Cleaner {
+    ~Cleaner() {
+        const std::lock_guard<std::mutex> lock(files->mutex);
+        // A child that was forked has the table, but not the files.
+        for (const auto& [path, owner] : files->paths)
+            if (owner == getpid()) unlink(path.c_str());
+    }
+    ScratchFiles* files;
+};
+
 ScratchFiles& scratchFiles() {
-    static ScratchFiles files;
-    return files;
+    static const Cleaner cleaner{new ScratchFiles};
+    static ScratchFiles* const files = cleaner.files;
+    return *files;
 }
 
 // Only there does a lock say that no process on any machine has the file.
@@ -90,11 +97,11 @@ void sweep(const std::string& path, std::uint32_t magic) {
 Descriptor create(const char* path, std::size_t bytes) {
     Descriptor file(open(path, O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR));
     if (!file) return file;
-    struct stat status;
-    // Between the two calls another process may have taken the file for a dead one.
-    bool made = flock(file.get(), LOCK_EX | LOCK_NB) == 0 && fstat(file.get(), &status) == 0 &&
-                status.st_nlink == 1;
-    if (made && bytes != 0) {
+    // A process that looks for dead files may hold the lock for a moment. Where there are no locks,
+    // nobody removes dead files either.
+    kelvo::zoos::uninterrupted([&] { return flock(file.get(), LOCK_EX); });
+    bool made = true;
+    if (bytes != 0) {
         int error;
         do error = posix_fallocate(file.get(), 0, static_cast<off_t>(bytes));
         while (error == EINTR);
