@@ -50,7 +50,7 @@ TEST(NativePath, DrivesStandForTheRoot) {
                 {"\\\\host\\share", "//host/share"},
                 {"C:", "/"},
                 {"c:\\", "/"},
-                {"C:\\work\\pix\\a b.tif", "/work/pix/a b.tif"},
+                {"C:\\shots\\pix\\a b.tif", "/shots/pix/a b.tif"},
                 {"C:/work", "/work"},
                 {"C:work", "/work"},
                 {"z:\\a", "/a"},
