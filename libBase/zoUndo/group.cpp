@@ -53,22 +53,23 @@ Group::~Group() {
 void Group::add(Command* command) {
     if (!command || command->phase_ != Phase::kNew) return;
     std::unique_ptr<Command> given(command);
-    if (command->group_ && command->group_ != this) {
-        command->group_->unlink(*command);
-        command->group_ = nullptr;
+    if (command->group_ != this) {
+        if (command->group_) command->group_->unlink(*command);
+        command->group_ = this;
+        link(fresh_, *command);
     }
-    if (history_ && history_->isPlaying()) {
+    // Asking runs foreign code. Should that end this group, the command has no group any more.
+    const std::int32_t bytes = std::max(0, command->getNumBytesUsed());
+    if (!command->group_ || (history_ && history_->isPlaying())) {
         kelvo::zo_undo::commitAndDelete(given.release());
         return;
     }
-    command->bytes_ = std::max(0, command->getNumBytesUsed());
-    given.release();
-    if (command->group_) unlink(*command);
-    command->group_ = this;
+    unlink(*command);
     command->phase_ = Phase::kDone;
-    link(commands_, *command);
+    command->bytes_ = bytes;
+    link(commands_, *given.release());
     ++count_;
-    bytes_ += command->bytes_;
+    bytes_ += bytes;
     if (history_) history_->recorded(*this, *command);
 }
 

@@ -17,6 +17,7 @@ void commitAndDelete(Command* command) noexcept {
 
 // ---- Groups
 
+// Emits nothing: a listener that clears the history would end the group before the caller has it.
 Group* History::insert(Group* group) {
     if (!group || group->history_) return nullptr;
     std::unique_ptr<Group> given(group);
@@ -30,7 +31,6 @@ Group* History::insert(Group* group) {
     group->history_ = this;
     bytes_ += group->bytes_;
     filled_ += group->count_ > 0;
-    changed();
     return group;
 }
 

@@ -91,21 +91,6 @@ TEST(Signal, ConnectionEndsWithEmitterOwnerOrCallback) {
     EXPECT_EQ(0, Callback::alive);
 }
 
-TEST(Signal, ConnectedCallbackMoves) {
-    int calls = 0;
-    SignalBase first, second;
-    auto owner = std::make_unique<SignalBase>();
-    auto* callback = new Callback([&] { ++calls; });
-    first.addCallback(callback, *owner);
-    second.addCallback(callback);
-    owner.reset();  // belonged to the former connection
-    first.emit();
-    EXPECT_EQ(0, calls);
-    second.emit();
-    EXPECT_EQ(1, calls);
-    EXPECT_TRUE(callback->isConnected());
-}
-
 // Four callbacks: a, x, b, c; those of x and b belong to `owner`. x ends something while it runs,
 // and where it can it uses what it has captured afterwards.
 TEST(Signal, ThingsGoDuringAnEmission) {

@@ -225,8 +225,8 @@ class BASE_API Manager {
     zoRTB::SignalBase& creationDisableSignal() noexcept;
     /// Carries a Group*: the group has left the history and is about to be deleted.
     zoRTB::SignalBase& groupDestroyedSignal() noexcept;
-    /// Carries nothing: what a menu or a title shows may have changed. Once for each call that made
-    /// a group, recorded, named, played, dropped, or moved the saved mark.
+    /// Carries nothing: what a menu or a title shows may have changed. Once for each call that recorded,
+    /// named, played, dropped, or moved the saved mark.
     zoRTB::SignalBase& changedSignal() noexcept;
 
   protected:
