@@ -21,6 +21,13 @@ Spread spreadOf(const std::vector<MeasuredPoint>& points, Distance distance) {
 
 }  // namespace
 
+int PatchResult::worseFirst(void* newSlot, void* existingSlot) {
+    const PatchResult &a = **static_cast<PatchResult**>(newSlot),
+                      &b = **static_cast<PatchResult**>(existingSlot);
+    if (a.controlError != b.controlError) return a.controlError < b.controlError ? 1 : -1;
+    return a.number > b.number ? 1 : -1;
+}
+
 void measure(FitResult& result) {
     for (MeasuredPoint& p : result.points) {
         const SplineSurface& surface = result.surfaces[static_cast<std::size_t>(p.surface)];

@@ -7,6 +7,7 @@
 
 #include "cloud.h"
 #include "editor.h"
+#include "item_list.h"
 #include "readers.h"
 #include "refine.h"
 #include "spline.h"
@@ -37,14 +38,18 @@ struct CloudResult {
 
 /// One refitted patch.
 struct PatchResult {
+    int number = 0;  // in the input, from 0
     int rank = 0, freeColumns = 0;
     double controlError = 0;  // largest distance of a control point from the known one
+
+    /// Comparator for lists: the largest error first, the smaller number among equals.
+    static int worseFirst(void* newSlot, void* existingSlot);
 };
 
 /// What belongs to a fit of known patches.
 struct PatchesResult {
     std::size_t wanted = 0;  // patches in the input; fewer are fitted when the user stops
-    std::vector<PatchResult> patches;
+    ItemList<PatchResult> patches;
     double controlError = 0;  // the largest of all
 };
 

@@ -1,4 +1,5 @@
 // kelvofit: fits smooth spline surfaces to points and shows how well they fit.
+#include <Base/rpt.h>
 #include <KelvoBase/base_reporter.h>
 #include <KelvoBase/modelling_tolerances.h>
 
@@ -6,6 +7,7 @@
 #include <cstdio>
 #include <exception>
 
+#include "debug_log.h"
 #include "failure.h"
 #include "mesh.h"
 #include "options.h"
@@ -45,8 +47,8 @@ class Clock {
 
 class Run {
   public:
-    explicit Run(const Options& options)
-        : options_(options), reporter_("kelvofit", options.quiet ? 0 : 1) {}
+    Run(const Options& options, const DebugLog& log)
+        : options_(options), log_(log), reporter_("kelvofit", options.quiet ? 0 : 1) {}
 
     void operator()();
 
@@ -61,12 +63,20 @@ class Run {
     void write();
     void summarise() const;
 
+    void lap(const char* stage);
+
     const Options& options_;
+    const DebugLog& log_;
     TbaseReporter reporter_;
     std::optional<EditScript> script_;
     FitResult result_;
     Clock clock_;
 };
+
+void Run::lap(const char* stage) {
+    clock_.lap(stage);
+    log_.stage(std::string(stage) + ": " + rounded(clock_.laps().back().second, 3) + " s");
+}
 
 void Run::setTolerance() {
     result_.tolerance =
@@ -82,15 +92,18 @@ void Run::fitKnown(TextFile& file) {
     result_.box = boxOf(model.points);
     checkSize(result_.box.diagonal(), options_.input);
     setTolerance();
-    clock_.lap("read");
+    lap("read");
+    log_.stage("fitting");
     Noise noise(options_.noise, options_.seed);
     const int count = static_cast<int>(model.patches.size());
-    fitPatches(model, options_.samples, noise, result_, [&](const FitResult& sofar) {
-        const int done = static_cast<int>(sofar.surfaces.size());
-        showStep(done, count, 0, 0, sofar.patches->patches.back().controlError);
-        return wantsToStop();
-    });
-    clock_.lap("fit");
+    fitPatches(model, options_.samples, noise, result_,
+               [&](const FitResult& sofar, const PatchResult& patch) {
+                   const int done = static_cast<int>(sofar.surfaces.size());
+                   showStep(done, count, 0, 0, patch.controlError);
+                   return wantsToStop();
+               });
+    log_.patches(*result_.patches);
+    lap("fit");
 }
 
 void Run::fitScattered(TextFile& file) {
@@ -102,30 +115,34 @@ void Run::fitScattered(TextFile& file) {
     for (Vec3& p : points) p = noise.blur(p);
     result_.box = boxOf(points);
     setTolerance();
-    clock_.lap("read");
+    lap("read");
     CloudResult& scattered = result_.scattered.emplace();
     scattered.cloud = cloudOf(points, options_.axis, options_.input);
     const Neighbours neighbours(scattered.cloud);
     scattered.filledBeyond = 2 * neighbours.spacing();
     scattered.folds = findFolds(scattered.cloud);
-    clock_.lap("parametrise");
+    lap("parametrise");
+    log_.stage("fitting");
     const RefineSettings settings{result_.tolerance, options_.maxSpans,
                                   [this] { return wantsToStop(); }};
     scattered.refinement = refine(scattered.cloud, settings, [&](int step, const SplineFit& fit) {
         const Deviation& d = fit.deviation;
         showStep(step, mostSteps(options_.maxSpans), d.u, d.v, d.largest);
+        log_.step(step, fit);
     });
     result_.stopped = scattered.refinement.reason == StopReason::kUser;
     result_.surfaces.push_back(scattered.refinement.best.surface);
     for (const CloudPoint& p : scattered.cloud.points)
         result_.points.push_back({p.at, 0, p.u, p.v});
-    clock_.lap("fit");
+    lap("fit");
 }
 
 void Run::edit() {
     if (!script_) return;
     result_.edits = applyEdits(*script_, upOf(result_, options_.up != 0), result_.surfaces);
-    clock_.lap("edit");
+    log_.stage("edited");
+    log_.edits(*result_.edits);
+    lap("edit");
 }
 
 void Run::writeTurntable(const Picture& picture, ResultDirectory& directory) const {
@@ -142,17 +159,18 @@ void Run::write() {
     const bool patches = result_.patches.has_value();
     const FitResult placed = placedCopy(result_, options_.placement);
     const Mesh mesh = patches ? meshOf(placed, 12, 12, 12) : meshOf(placed, 4, 40, 160);
-    clock_.lap("mesh");
-    const Picture picture(placed, options_);
+    lap("mesh");
     ResultDirectory directory(options_.out);
     directory.add("surface.obj", meshObj(mesh, title));
     directory.add("net.obj", netObj(placed, title));
+    lap("write");
+    const Picture picture(placed, options_);
     directory.add("fit.svg", picture.svg(picture.cameras(1).front()));
     writeTurntable(picture, directory);
-    clock_.lap("picture");
-    clock_.lap("write");
+    lap("picture");
     directory.add("report.json", reportJson(result_, options_, clock_.laps()));
     directory.commit();
+    log_.stage("results in " + options_.out + ", " + statusText(result_));
 }
 
 // What the user needs to know even when the progress is off: points that no surface can follow.
@@ -160,10 +178,10 @@ void Run::write() {
 void Run::summarise() const {
     if (result_.scattered && result_.scattered->folds.found()) {
         const Folds& folds = result_.scattered->folds;
-        std::fprintf(stderr,
-                     "kelvofit: %s: warning: the points fold over the plane: %.1f%% of them "
-                     "have others up to %s above or below; the surface runs between\n",
-                     options_.input.c_str(), 100 * folds.share, rounded(folds.height, 3).c_str());
+        rptUser(
+            "kelvofit: %s: warning: the points fold over the plane: %.1f%% of them "
+            "have others up to %s above or below; the surface runs between\n",
+            options_.input.c_str(), 100 * folds.share, rounded(folds.height, 3).c_str());
     }
     if (result_.edits) std::fputs(result_.edits->listing.c_str(), stdout);
     if (options_.quiet) return;
@@ -189,26 +207,37 @@ void Run::operator()() {
         fitScattered(file);
     edit();
     measure(result_);
-    clock_.lap("measure");
+    lap("measure");
     write();
     summarise();
 }
 
+void runLogged(const Options& options) {
+    const DebugLog log(options);
+    try {
+        Run run(options, log);
+        run();
+    } catch (const std::exception& failure) {
+        log.stage(std::string("failed: ") + failure.what());
+        throw;
+    }
+}
+
 int runProgram(int argc, char** argv) {
+    std::string failed;
     try {
         const Options options = parseOptions(argc, argv);
         if (options.done) return 0;
         watchInterrupt();
-        Run run(options);
-        run();
+        runLogged(options);
         return 0;
-    } catch (const Failure& failure) {
-        std::fprintf(stderr, "kelvofit: %s\n", failure.what());
     } catch (const std::bad_alloc&) {
-        std::fprintf(stderr, "kelvofit: not enough memory\n");
+        failed = "not enough memory";
     } catch (const std::exception& failure) {
-        std::fprintf(stderr, "kelvofit: %s\n", failure.what());
+        failed = failure.what();
     }
+    // Through the reports, which know whether a status line is in the way.
+    rptError("kelvofit: %s\n", failed.c_str());
     return 2;
 }
 

@@ -35,6 +35,7 @@ INPUT  FILE.patches        Bezier patches: sampled, fitted again, compared with 
   -u, --unit NAME      unit of the input, for the labels of the picture
       --edit SCRIPT    edit the fitted control net; docs/kelvofit.md tells the script's language
       --turntable N    also draw N pictures of a whole turn, fit.0001.svg and so on, up to 1000
+      --debug FILE     log what the program does; - is stderr
   -q, --quiet          no progress
   -h, --help           this text
       --version        the version
@@ -59,6 +60,7 @@ enum LongOnly {
     kScale,
     kTurntable,
     kEdit,
+    kDebug,
     kRotate,  // from here on: three values
     kMove,
     kPivot
@@ -79,6 +81,7 @@ constexpr option kLong[] = {{"out", required_argument, nullptr, 'o'},
                             {"pivot", required_argument, nullptr, kPivot},
                             {"turntable", required_argument, nullptr, kTurntable},
                             {"edit", required_argument, nullptr, kEdit},
+                            {"debug", required_argument, nullptr, kDebug},
                             {"quiet", no_argument, nullptr, 'q'},
                             {"help", no_argument, nullptr, 'h'},
                             {"version", no_argument, nullptr, kVersion},
@@ -171,6 +174,9 @@ void apply(int code, const char* text, Options& options, Given& given) {
             break;
         case kEdit:
             options.edit = text;
+            break;
+        case kDebug:
+            options.debug = text;
             break;
         case 'q':
             options.quiet = true;

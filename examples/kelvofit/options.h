@@ -22,6 +22,7 @@ struct Options {
     Placement placement;
     int turntable = 0;  // pictures of a whole turn
     std::string edit;   // script of edits; empty: none
+    std::string debug;  // file of the log; empty: none
     bool quiet = false;
     bool done = false;  // --help or --version has been answered
 };

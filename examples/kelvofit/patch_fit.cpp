@@ -22,11 +22,10 @@ DoubleGenMat sampleMatrix(int samples) {
     return matrix;
 }
 
-SplineSurface knownPatch(const PatchModel& model, std::size_t patch) {
+SplineSurface knownPatch(const PatchModel& model, const std::array<std::size_t, 16>& corners) {
     SplineSurface surface;
     for (int k = 0; k < 16; ++k)
-        surface.setControl(k / 4, k % 4,
-                           model.points[model.patches[patch][static_cast<std::size_t>(k)]]);
+        surface.setControl(k / 4, k % 4, model.points[corners[static_cast<std::size_t>(k)]]);
     return surface;
 }
 
@@ -84,26 +83,27 @@ double Noise::next() {
 }
 
 void fitPatches(const PatchModel& model, int samples, Noise& noise, FitResult& result,
-                const std::function<bool(const FitResult&)>& report) {
+                const std::function<bool(const FitResult&, const PatchResult&)>& report) {
     DoubleLeastSqQR system;
     system.doPivoting(1);
     system.setTolerance(kFreeTolerance);
     system.factor(sampleMatrix(samples));
     PatchesResult& done = result.patches.emplace();
     done.wanted = model.patches.size();
-    for (std::size_t k = 0; k < model.patches.size(); ++k) {
-        const SplineSurface known = knownPatch(model, k);
-        const std::vector<MeasuredPoint> points =
-            sample(known, static_cast<int>(k), samples, noise);
+    int number = 0;
+    for (const auto& corners : model.patches) {
+        const SplineSurface known = knownPatch(model, corners);
+        const std::vector<MeasuredPoint> points = sample(known, number, samples, noise);
         const SplineSurface& fitted = result.surfaces.emplace_back(refit(system, points));
         result.points.insert(result.points.end(), points.begin(), points.end());
-        PatchResult& patch = done.patches.emplace_back();
+        PatchResult& patch = done.patches.add({});
+        patch.number = number++;
         patch.freeColumns = system.numFreeCols();
         patch.rank = 16 - patch.freeColumns;
         patch.controlError = controlError(known, fitted);
         done.controlError = std::max(done.controlError, patch.controlError);
-        if (report(result)) {
-            result.stopped = k + 1 < model.patches.size();
+        if (report(result, patch)) {
+            result.stopped = done.patches.size() < done.wanted;
             break;
         }
     }

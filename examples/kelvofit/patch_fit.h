@@ -24,8 +24,8 @@ class Noise {
 };
 
 /// Samples every patch at samples x samples parameters, fits each again from these points alone,
-/// and compares. `report` is called after each patch; true stops with those fitted so far.
+/// and compares. `report` is called after each patch, with it; true stops with those fitted so far.
 void fitPatches(const PatchModel& model, int samples, Noise& noise, FitResult& result,
-                const std::function<bool(const FitResult&)>& report);
+                const std::function<bool(const FitResult&, const PatchResult&)>& report);
 
 }  // namespace kelvo::fit

@@ -72,7 +72,7 @@ PatchModel readPatches(TextFile& file) {
         }
     }
     for (const auto& names : named) {
-        auto& patch = model.patches.emplace_back();
+        auto& patch = model.patches.add({});
         for (std::size_t k = 0; k < 16; ++k)
             patch[k] = file.index(names[k], model.points.size(), "control point");
     }

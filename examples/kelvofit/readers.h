@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "item_list.h"
 #include "text_file.h"
 #include "vec3.h"
 
@@ -13,7 +14,7 @@ namespace kelvo::fit {
 /// Bicubic Bezier patches over shared control points.
 struct PatchModel {
     std::vector<Vec3> points;
-    std::vector<std::array<std::size_t, 16>> patches;  // 4 x 4 point numbers, row after row
+    ItemList<std::array<std::size_t, 16>> patches;  // 4 x 4 point numbers, row after row
 };
 
 enum class InputKind { kPatches, kXyz, kObj, kPly };

@@ -178,6 +178,7 @@ void addPatches(Json& json, const PatchesResult& patches, int samples) {
     json.add("rank", rank);
     json.add("free_columns", freeColumns);
     json.add("largest_control_point_error", patches.controlError);
+    json.add("worst_patch", patches.patches.sorted(PatchResult::worseFirst).front()->number);
     json.openList("control_point_errors");
     for (const PatchResult& patch : patches.patches) json.add(nullptr, patch.controlError);
     json.closeList();

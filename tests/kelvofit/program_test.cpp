@@ -228,7 +228,7 @@ TEST(KelvofitCommandLine, SenselessOnesAreRefused) {
     EXPECT_EQ(0, help.code);
     for (const char* option : {"--out", "--tolerance", "--max-spans", "--axis", "--noise", "--seed",
                                "--samples", "--unit", "--rotate", "--scale", "--pivot", "--move",
-                               "--up", "--turntable", "--edit", "--quiet", "--version"})
+                               "--up", "--turntable", "--edit", "--debug", "--quiet", "--version"})
         EXPECT_NE(std::string::npos, help.out.find(option)) << option;
 }
 
