@@ -10,6 +10,8 @@
 #include "KelvoBase/ds_lists.h"
 #include "KelvoBase/ds_structures.h"
 #include "KelvoBase/factorizations.h"
+#include "KelvoBase/file_cache.h"
+#include "KelvoBase/file_cache_protocol.h"
 #include "KelvoBase/font_properties.h"
 #include "KelvoBase/gen_mat.h"
 #include "KelvoBase/geometry_fwd.h"
