@@ -2,6 +2,7 @@
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
+#include <exception>
 
 #include "KelvoBase/file_cache_protocol.h"
 
@@ -111,10 +112,17 @@ void FileCacheProtocol::flush() {
     socket().flush();
 }
 
+void FileCacheProtocolClient::begin(int request, std::initializer_list<const CString*> texts) {
+    for (const CString* text : texts)
+        if (text->length() > static_cast<unsigned>(zoTCP::Socket::kLongestText))
+            throw Error(EMSGSIZE, "a text of %u bytes is too long", text->length());
+    sendInt(request);
+    for (const CString* text : texts) sendString(*text);
+}
+
 Error FileCacheProtocolClient::initialize(const CString& directory, int arg1, int64 arg2) {
     try {
-        sendInt(kInitialize);
-        sendString(directory);
+        begin(kInitialize, {&directory});
         sendInt(arg1);
         sendInt64(arg2);
         return recvError();
@@ -127,8 +135,7 @@ Error FileCacheProtocolClient::initialize(const CString& directory, int arg1, in
 
 bool FileCacheProtocolClient::acquire(const CString& key, CString& path, int64& accessTime) {
     return succeeds([&] {
-        sendInt(kAcquire);
-        sendString(key);
+        begin(kAcquire, {&key});
         path = recvString();
         accessTime = recvInt64();
         return recvBool();
@@ -137,17 +144,14 @@ bool FileCacheProtocolClient::acquire(const CString& key, CString& path, int64& 
 
 bool FileCacheProtocolClient::add(const CString& key, const CString& path) {
     return succeeds([&] {
-        sendInt(kAdd);
-        sendString(key);
-        sendString(path);
+        begin(kAdd, {&key, &path});
         return recvBool();
     });
 }
 
 bool FileCacheProtocolClient::release(const CString& key, bool remove) {
     return succeeds([&] {
-        sendInt(kRelease);
-        sendString(key);
+        begin(kRelease, {&key});
         sendBool(remove);
         return recvBool();
     });
@@ -155,8 +159,7 @@ bool FileCacheProtocolClient::release(const CString& key, bool remove) {
 
 void FileCacheProtocolClient::setAccessed(const CString& key) {
     succeeds([&] {
-        sendInt(kSetAccessed);
-        sendString(key);
+        begin(kSetAccessed, {&key});
         recvInt();
         return true;
     });

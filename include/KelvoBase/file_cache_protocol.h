@@ -7,6 +7,8 @@
 // One thread a connection.
 #pragma once
 
+#include <initializer_list>
+
 #include "Base/zo_string.h"
 #include "Base/zo_tcp.h"
 #include "Base/zo_util.h"
@@ -83,6 +85,11 @@ class KELVO_API FileCacheProtocolClient : public FileCacheProtocol {
     bool add(const zoString::CString& key, const zoString::CString& path) override;
     bool release(const zoString::CString& key, bool remove) override;
     void setAccessed(const zoString::CString& key) override;
+
+  private:
+    // Sends the opcode and the texts, or nothing when one of them is too long to be sent: a request
+    // that breaks off would be completed by the next one.
+    void begin(int opcode, std::initializer_list<const zoString::CString*> texts);
 };
 
 /// The server's side: the program derives from it and implements the requests.

@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
+#include <new>
 #include <utility>
 
 #include "Base/zo_tcp.h"
@@ -69,6 +70,17 @@ Error Socket::fail(Error error) {
     collected_.clear();
     aheadNext_ = aheadEnd_ = 0;
     return failure_;
+}
+
+// A message that breaks off for want of memory would be continued by the next one.
+Error Socket::collect(const char* bytes, std::size_t count) {
+    try {
+        if (collected_.capacity() < kCollectAtFirst) collected_.reserve(kCollectAtFirst);
+        collected_.append(bytes, count);
+        return Error();
+    } catch (const std::bad_alloc&) {
+        return fail(transferError("send", ENOMEM));
+    }
 }
 
 Error Socket::sendAll(const char* bytes, std::size_t count) {
@@ -139,11 +151,7 @@ Error Socket::write(const void* buffer, int count, int flags) {
     if (failure_) return answer(failure_);
     const char* bytes = static_cast<const char*>(buffer);
     const std::size_t size = static_cast<std::size_t>(count);
-    if (collected_.size() + size <= kCollectAtMost) {
-        if (collected_.capacity() == 0) collected_.reserve(kCollectAtFirst);
-        collected_.append(bytes, size);
-        return Error();
-    }
+    if (collected_.size() + size <= kCollectAtMost) return answer(collect(bytes, size));
     Error error = sendCollected();
     if (!error) error = sendAll(bytes, size);
     return answer(std::move(error));
@@ -161,7 +169,11 @@ Error Socket::read(CString& text) {
     const std::size_t size = static_cast<std::size_t>(length);
     while (bytes.size() < size) {
         const std::size_t before = bytes.size();
-        bytes.resize(std::min(size, before + kTextStep));
+        try {
+            bytes.resize(std::min(size, before + kTextStep));
+        } catch (const std::bad_alloc&) {
+            return answer(fail(transferError("receive", ENOMEM)));
+        }
         const int part = static_cast<int>(bytes.size() - before);
         if (Error error = read(bytes.data() + before, part, 0)) return error;
     }

@@ -121,6 +121,7 @@ class BASE_API Socket {
     using Clock = std::chrono::steady_clock;
 
     zoUtil::Error fail(zoUtil::Error error);
+    zoUtil::Error collect(const char* bytes, std::size_t count);
     zoUtil::Error sendAll(const char* bytes, std::size_t count);
     zoUtil::Error sendCollected();
     zoUtil::Error receive(char* bytes, std::size_t capacity, std::size_t& received);
