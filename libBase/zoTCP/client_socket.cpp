@@ -27,10 +27,10 @@ int awaitOwnPeer(int descriptor, const Patience& patience) {
         unsigned user = 0;
         const int error = kelvo::zotcp::peerUser(descriptor, user);
         if (error == 0) return user == kelvo::zotcp::ownUser() ? 0 : EACCES;
+        // A listener that has ended meanwhile leaves no end to be accepted.
+        if (error == ENOTCONN || kelvo::zotcp::isClosedByPeer(descriptor)) return ECONNREFUSED;
         if (error != ENOENT) return error;
         if (patience.isOver()) return ETIMEDOUT;
-        // A listener that has ended meanwhile leaves no end to be accepted.
-        if (kelvo::zotcp::isClosedByPeer(descriptor)) return ECONNREFUSED;
         kelvo::zotcp::rest(pause);
         pause = std::min(2 * pause, std::chrono::microseconds(5ms));
     }
