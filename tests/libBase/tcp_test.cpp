@@ -29,10 +29,12 @@
 #include <vector>
 
 #include "libBase/zoTCP/posix/peer_user.h"
+#include "tests/support/bare_end.h"
 
 namespace {
 
 using namespace std::chrono_literals;
+using kelvo::test::BareEnd;
 using zoString::CString;
 using zoTCP::Address;
 using zoTCP::ClientSocket;
@@ -47,34 +49,6 @@ constexpr unsigned kNobody = 65534;
 double secondsSince(Clock::time_point begin) {
     return std::chrono::duration<double>(Clock::now() - begin).count();
 }
-
-// A socket whose other end is a bare descriptor: nothing of ours is between the test and the bytes.
-struct BareEnd {
-    BareEnd() {
-        int ends[2];
-        EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), 0);
-        socket = std::make_unique<Socket>(ends[0]);
-        bare = ends[1];
-    }
-    ~BareEnd() { hangUp(); }
-    void hangUp() {
-        if (bare >= 0) close(bare);
-        bare = -1;
-    }
-    void put(const std::string& bytes) const {
-        EXPECT_EQ(::write(bare, bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
-    }
-    // What has arrived.
-    std::string arrived() const {
-        std::string bytes(1 << 20, '\0');
-        const ssize_t size = recv(bare, bytes.data(), bytes.size(), MSG_DONTWAIT);
-        bytes.resize(size > 0 ? static_cast<std::size_t>(size) : 0);
-        return bytes;
-    }
-
-    std::unique_ptr<Socket> socket;
-    int bare = -1;
-};
 
 // Two ends over TCP.
 struct Connection {
@@ -367,7 +341,7 @@ TEST(Waiting, DeadlineCountsForAllTransfersTogether) {
     std::atomic<bool> over = false;
     // A byte every 20 ms: no single wait is long.
     std::thread trickle([&] {
-        while (!over && ::send(end.bare, "x", 1, MSG_NOSIGNAL) == 1)
+        while (!over && ::send(end.descriptor(), "x", 1, MSG_NOSIGNAL) == 1)
             std::this_thread::sleep_for(20ms);
     });
     const auto begin = Clock::now();
