@@ -19,8 +19,8 @@ namespace {
 constexpr std::size_t kCollectAtFirst = 512;
 constexpr std::size_t kCollectAtMost = 64 << 10;
 constexpr std::size_t kAheadCapacity = 8 << 10;
-// A peer that announces a long text gets memory as its bytes come.
-constexpr std::size_t kTextStep = 1 << 20;
+// A peer that announces a long text gets memory as its bytes come, doubled each time.
+constexpr std::size_t kTextAtFirst = 64 << 10;
 
 Error transferError(const char* what, int code) {
     return Error(code, "cannot %s: %s", what, std::strerror(code));
@@ -139,6 +139,13 @@ Error Socket::readExactly(char* bytes, std::size_t count) {
 }
 
 Error Socket::read(void* buffer, int count, int flags) {
+    // Most reads find their bytes here, as most writes find room.
+    if (count > 0 && flags == 0 && buffer != nullptr && collected_.empty() &&
+        static_cast<std::size_t>(count) <= aheadEnd_ - aheadNext_) {
+        std::memcpy(buffer, ahead_.get() + aheadNext_, static_cast<std::size_t>(count));
+        aheadNext_ += static_cast<std::size_t>(count);
+        return Error();
+    }
     if (Error error = badTransfer(buffer, count, flags)) return answer(std::move(error));
     if (descriptor_ < 0) return answer(transferError("receive", ENOTCONN));
     if (Error error = sendCollected()) return answer(std::move(error));
@@ -146,6 +153,12 @@ Error Socket::read(void* buffer, int count, int flags) {
 }
 
 Error Socket::write(const void* buffer, int count, int flags) {
+    if (count > 0 && flags == 0 && buffer != nullptr && isUsable() &&
+        static_cast<std::size_t>(count) <= collected_.capacity() - collected_.size() &&
+        static_cast<std::size_t>(count) + collected_.size() <= kCollectAtMost) {
+        collected_.append(static_cast<const char*>(buffer), static_cast<std::size_t>(count));
+        return Error();
+    }
     if (Error error = badTransfer(buffer, count, flags)) return answer(std::move(error));
     if (descriptor_ < 0) return answer(transferError("send", ENOTCONN));
     if (failure_) return answer(failure_);
@@ -170,7 +183,7 @@ Error Socket::read(CString& text) {
     while (bytes.size() < size) {
         const std::size_t before = bytes.size();
         try {
-            bytes.resize(std::min(size, before + kTextStep));
+            bytes.resize(std::min(size, before + std::max(before, kTextAtFirst)));
         } catch (const std::bad_alloc&) {
             return answer(fail(transferError("receive", ENOMEM)));
         }

@@ -296,7 +296,7 @@ TEST_F(Cache, RandomHistories) {
         if (live.count(key) && live[key] == id) live.erase(key);
         expected += "release " + key + (removal ? " remove" : "") + "\n";
     };
-    for (int step = 0; step < 3000; ++step) {
+    for (int step = 0; step < 2000; ++step) {
         const std::string key(1, static_cast<char>('a' + random() % 5));
         std::string expected;
         const auto choice = random() % 10;

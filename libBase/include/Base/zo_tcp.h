@@ -120,6 +120,7 @@ class BASE_API Socket {
   private:
     using Clock = std::chrono::steady_clock;
 
+    bool isUsable() const noexcept { return descriptor_ >= 0 && !failure_; }
     zoUtil::Error fail(zoUtil::Error error);
     zoUtil::Error collect(const char* bytes, std::size_t count);
     zoUtil::Error sendAll(const char* bytes, std::size_t count);
