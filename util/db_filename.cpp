@@ -124,7 +124,7 @@ std::string pathOf(std::string_view directory) {
         return path;
     }
     if (project.size() < 2 || project[1] != ':') {
-        path += static_cast<char>('A' + zoOS::currentDrive() - 1);
+        path += static_cast<char>('A' + std::clamp(zoOS::currentDrive(), 1, 26) - 1);
         path += ':';
     }
     path.append(project).append(g_project.name.text()) += kBackslash;
