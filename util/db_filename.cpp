@@ -124,7 +124,7 @@ std::string pathOf(std::string_view directory) {
         return path;
     }
     if (project.size() < 2 || project[1] != ':') {
-        path += static_cast<char>('A' + zoOS::currentDrive() - 1);
+        path += static_cast<char>('A' + std::clamp(zoOS::currentDrive(), 1, 26) - 1);
         path += ':';
     }
     path.append(project).append(g_project.name.text()) += kBackslash;
@@ -136,17 +136,13 @@ bool isSeparator(char c) {
     return c == '/' || c == kBackslash;
 }
 
-// Where the last `separator` stands; npos also when that is the first character.
-std::size_t lastAfterFirst(std::string_view path, char separator) {
-    const std::size_t at = path.rfind(separator);
-    return at == 0 ? std::string_view::npos : at;
-}
-
 std::size_t directoryLength(const char* path) {
     const std::string_view text = path;
-    std::size_t last = lastAfterFirst(text, kBackslash);
+    std::size_t last = text.rfind(kBackslash);
     const bool slashes = text.starts_with('/') || !zoOS::URL(path).isLocalFile();
-    if (last == std::string_view::npos && slashes) last = lastAfterFirst(text, '/');
+    if (last == std::string_view::npos && slashes) last = text.rfind('/');
+    // Of a path without one the first character remains, which is also what a separator in front
+    // leaves.
     return last == std::string_view::npos ? std::min<std::size_t>(text.size(), 1) : last + 1;
 }
 

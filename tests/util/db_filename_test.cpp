@@ -6,7 +6,9 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <sstream>
 #include <string>
+#include <vector>
 
 #include "Base/ma.h"
 #include "Base/zo_os_system.h"
@@ -19,57 +21,34 @@ using kelvo::test::ScopedVariable;
 
 constexpr int kNoKind[] = {5, 13, 14, 23, 33, -1, 47, 1 << 30};
 
-const DbPathEntry kNames[] = {
-    {(char*)"anim", 0},
-    {(char*)"pix", 1},
-    {(char*)"pix", 21},
-    {(char*)"mask", 4},
-    {(char*)"sdl", 2},
-    {(char*)"rib", 25},
-    {(char*)".", 6},
-    {(char*)".", 11},
-    {(char*)".", 19},
-    {(char*)"..", 7},
-    {(char*)"misc_data", 9},
-    {(char*)"option", 12},
-    {(char*)"option", 24},
-    {(char*)"plot", 15},
-    {(char*)"wire", 3},
-    {(char*)"wire", 20},
-    {(char*)"wire", 10},
-    {(char*)"wire", 8},
-    {(char*)"sla", 16},
-    {(char*)"shader", 17},
-    {(char*)"texture", 18},
-    {(char*)"light", 26},
-    {(char*)"environment", 27},
-    {(char*)"layeredshader", 45},
-    {(char*)"canvas", 28},
-    {(char*)"stencil", 31},
-    {(char*)"colors", 38},
-    {(char*)"shapes", 32},
-    {(char*)"imageLayers", 39},
-    {(char*)"textureLayers", 40},
-    {(char*)"geometryLayers", 41},
-    {(char*)"brushes", 42},
-    {(char*)"spTextures", 43},
-    {(char*)"spTextureScripts", 44},
-    {(char*)"..\\..", 22},
-    {(char*)"depth", 29},
-    {(char*)"sdl", 30},
-    {(char*)"stageset", 34},
-    {(char*)"cloud", 35},
-    {(char*)"wire", 37},
-    {(char*)"..\\..", 36},
-    {(char*)"reference", 46},
+struct Kind {
+    std::string directory;
+    int type;
 };
 
+// All kinds, in the order of the table.
+const std::vector<Kind>& kinds() {
+    static const std::vector<Kind> all = [] {
+        std::istringstream text(
+            "anim 0 pix 1 pix 21 mask 4 sdl 2 rib 25 . 6 . 11 . 19 .. 7 misc_data 9 option 12 "
+            "option 24 plot 15 wire 3 wire 20 wire 10 wire 8 sla 16 shader 17 texture 18 "
+            "light 26 environment 27 layeredshader 45 canvas 28 stencil 31 colors 38 shapes 32 "
+            "imageLayers 39 textureLayers 40 geometryLayers 41 brushes 42 spTextures 43 "
+            "spTextureScripts 44 ..\\.. 22 depth 29 sdl 30 stageset 34 cloud 35 wire 37 "
+            "..\\.. 36 reference 46");
+        std::vector<Kind> rows;
+        for (Kind kind; text >> kind.directory >> kind.type;) rows.push_back(kind);
+        return rows;
+    }();
+    return all;
+}
+
 TEST(DefaultPaths, AreInTheirOrder) {
-    ASSERT_EQ(42u, std::size(kNames));
+    ASSERT_EQ(42u, kinds().size());
     const DbPathEntry* entry = Db_get_default_paths();
-    for (const DbPathEntry& expected : kNames) {
-        EXPECT_STREQ(expected.path, entry->path);
-        EXPECT_EQ(expected.type, entry++->type) << expected.path;
+    for (const Kind& kind : kinds()) {
+        EXPECT_EQ(kind.directory, entry->path);
+        EXPECT_EQ(kind.type, entry++->type) << kind.directory;
     }
     EXPECT_EQ(nullptr, entry->path);
 }
@@ -99,14 +78,14 @@ TEST(Paths, FollowTheProject) {
         SCOPED_TRACE(p.pix);
         Sandbox::setProject(p.path, p.name, p.cwd);
         const DbPathEntry* const paths = Db_get_paths();
-        for (std::size_t i = 0; i < std::size(kNames); ++i) {
-            const std::string directory = kNames[i].path, pix = p.pix;
+        for (std::size_t i = 0; i < kinds().size(); ++i) {
+            const std::string directory = kinds()[i].directory, pix = p.pix;
             EXPECT_EQ(directory == "."        ? p.self
                       : directory == ".."     ? p.above
                       : directory == "..\\.." ? p.debug
                                               : pix.substr(0, pix.size() - 4) + directory + "\\",
                       paths[i].path);
-            EXPECT_EQ(kNames[i].type, paths[i].type);
+            EXPECT_EQ(kinds()[i].type, paths[i].type);
         }
         EXPECT_EQ(nullptr, paths[42].path);
         EXPECT_EQ(0, paths[42].type);

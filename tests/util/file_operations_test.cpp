@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <set>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include "KelvoBase/win32_directory.h"
@@ -19,6 +20,8 @@ namespace {
 
 using kelvo::test::contentOf;
 using kelvo::test::Sandbox;
+
+static_assert(std::is_same_v<DIR, win32_DIR>);
 
 TEST(FileExists, TellsTheType) {
     const Sandbox sandbox;
