@@ -72,6 +72,12 @@ bool isUsableFile(const Directory& directory) {
            (status.st_mode & (S_IWGRP | S_IWOTH)) == 0;
 }
 
+// Whatever has the name; a directory only when it is empty.
+void clear(int directory, const std::string& name) {
+    if (unlinkat(directory, name.c_str(), 0) != 0 && errno == EISDIR)
+        unlinkat(directory, name.c_str(), AT_REMOVEDIR);
+}
+
 // The text is borrowed until the statement has been stepped.
 void bindText(sqlite3_stmt* statement, int place, const std::string& text) {
     sqlite3_bind_blob(statement, place, text.data(), static_cast<int>(text.size()), SQLITE_STATIC);
@@ -86,6 +92,33 @@ void bindRow(sqlite3_stmt* statement, const Row& row) {
     sqlite3_bind_int64(statement, 6, row.accessed);
     sqlite3_bind_int64(statement, 7, row.turn);
     sqlite3_bind_int(statement, 8, row.doomed ? 1 : 0);
+}
+
+// Row by row; behind a bad page it goes on with the next rows that can be found.
+std::vector<Row> readableRows(sqlite3* database) {
+    constexpr std::int64_t kWidestGap = std::int64_t{1} << 40;
+    std::vector<Row> rows;
+    sqlite3_stmt* select = nullptr;
+    // Lets a file that is shorter than it says be read.
+    sqlite3_exec(database, "PRAGMA writable_schema=1", nullptr, nullptr, nullptr);
+    const std::string text = std::string(kSelect) + " WHERE id > ?1 ORDER BY id";
+    if (sqlite3_prepare_v2(database, text.c_str(), -1, &select, nullptr) != SQLITE_OK) return rows;
+    std::int64_t last = 0;
+    for (std::int64_t gap = 1; gap < kWidestGap; last += gap, gap *= 2) {
+        sqlite3_bind_int64(select, 1, last);
+        int code;
+        while ((code = sqlite3_step(select)) == SQLITE_ROW) {
+            Row row = rowOf(select);
+            if (row.id <= last) break;  // pages that lead in a circle
+            last = row.id;
+            gap = 1;
+            rows.push_back(std::move(row));
+        }
+        sqlite3_reset(select);
+        if (code == SQLITE_DONE) break;
+    }
+    sqlite3_finalize(select);
+    return rows;
 }
 
 }  // namespace
@@ -163,8 +196,9 @@ Error Store::prepare() {
         damaged_ = true;
         return Error(EIO, "the index was written by a newer version");
     }
-    if (!execute("BEGIN IMMEDIATE") || !execute(kTable) || !execute("PRAGMA user_version=1") ||
-        !execute("COMMIT")) {
+    // A full disk does not keep a server from starting when the table is there.
+    if (schema < kSchema && (!execute("BEGIN IMMEDIATE") || !execute(kTable) ||
+                             !execute("PRAGMA user_version=1") || !execute("COMMIT"))) {
         Error error = lastError("make");
         rollback();
         return error;
@@ -212,18 +246,14 @@ Error Store::readRows(const Reader& reader) {
     return error;
 }
 
-// Reads what a damaged file still shows, in the order of the table, up to the first bad page. The
-// caller checks each row against the files anyway.
+// Reads what a damaged file still shows. The caller checks each row against the files anyway.
 void Store::salvage(const std::string& path, const Reader& reader) {
-    sqlite3* bad = nullptr;
-    sqlite3_stmt* rows = nullptr;
     std::vector<Row> saved;
+    sqlite3* bad = nullptr;
     if (sqlite3_open_v2(path.c_str(), &bad,
                         SQLITE_OPEN_READONLY | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_NOFOLLOW,
-                        nullptr) == SQLITE_OK &&
-        sqlite3_prepare_v2(bad, kSelect, -1, &rows, nullptr) == SQLITE_OK)
-        while (sqlite3_step(rows) == SQLITE_ROW) saved.push_back(rowOf(rows));
-    sqlite3_finalize(rows);
+                        nullptr) == SQLITE_OK)
+        saved = readableRows(bad);
     sqlite3_close(bad);
     bool good = begin();
     for (std::size_t i = 0; i < saved.size() && good; ++i) good = insert(saved[i]);
@@ -239,11 +269,11 @@ void Store::moveAside(const Directory& directory) {
     const int place = directory.descriptor();
     const std::string name = kIndexName, bad = kBadIndexName;
     for (const char* end : {"", "-wal"}) {
-        unlinkat(place, (bad + end).c_str(), 0);
+        clear(place, bad + end);
         renameat(place, (name + end).c_str(), place, (bad + end).c_str());
     }
-    unlinkat(place, (name + "-shm").c_str(), 0);
-    unlinkat(place, (bad + "-shm").c_str(), 0);
+    clear(place, name + "-shm");
+    clear(place, bad + "-shm");
 }
 
 void Store::close() {
