@@ -9,9 +9,7 @@
 #include <boost/smart_ptr/intrusive_ptr.hpp>
 #include <functional>
 #include <map>
-#if __has_include(<ext/atomicity.h>)
-#include <ext/atomicity.h>
-#endif
+#include <memory>
 
 #include "Base/base_api.h"
 
@@ -44,8 +42,8 @@ class BASE_API ReferenceCount {
     virtual ~ReferenceCount();
 
   private:
-    // Whether no other thread has been started so far, as the standard library's own shared pointers
-    // ask: an atomic operation takes some five times as long as a plain one.
+    // Whether no other thread has been started so far, as the shared pointers of <memory> ask: an
+    // atomic operation takes some five times as long as a plain one.
     static bool isSingleThreaded() noexcept {
 #if defined(_GLIBCXX_RELEASE) && _GLIBCXX_RELEASE >= 11
         return __gnu_cxx::__is_single_threaded();
