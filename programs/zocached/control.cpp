@@ -20,7 +20,7 @@ namespace kelvo::zocached {
 namespace {
 
 constexpr int kBacklog = 128;
-// Less than the time after which a client gives its server up.
+// Less than the time that a starter takes to find or become the server.
 constexpr int kPatienceSeconds = 15;
 // First byte of an order; the digits change with the meaning of what follows.
 constexpr char kAdoptOrder[] = "adopt 1\n";

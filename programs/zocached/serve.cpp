@@ -25,7 +25,7 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr auto kInitializeTime = 30s;
-// Less than the time after which a client gives its server up.
+// A client waits for less, but a server that begins slowly is there for its next attempt.
 constexpr auto kStartTime = 20s;
 constexpr auto kShortestRest = 2ms, kLongestRest = 50ms;
 
