@@ -110,11 +110,10 @@ void Connection::setDeadline() {
 }
 
 Error Connection::initialize(const CString& directory, int arg1, int64 arg2) {
+    // No reply: a client that was led here by an old lock file goes on to start its own server.
+    if (!isHere_ && !service_.directory().isAt(directory))
+        throw Error(EINVAL, "a client wants another directory: \"%s\"", directory.c_str());
     isRefused_ = true;
-    if (!isHere_ && !service_.directory().isAt(directory)) {
-        logLine(Level::kWarning, "a client wants another directory: \"%s\"", directory.c_str());
-        return Error(EINVAL, "the cache server on this port serves another directory");
-    }
     if (!isInitialized_ && !service_.admit())
         return Error(EAGAIN, "the cache server has too many clients");
     isRefused_ = false;
