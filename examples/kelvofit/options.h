@@ -11,6 +11,8 @@ namespace kelvo::fit {
 struct Options {
     std::string input;
     std::string out;       // directory; by default named after the input
+    std::string project;   // directory that holds projects; empty: the results go to `out`
+    std::string name;      // of the project
     double tolerance = 0;  // units of the input; 0: a thousandth of the diagonal
     int maxSpans = 30;     // in each direction
     char axis = '\0';      // x, y, z, or none: the best plane
