@@ -52,8 +52,7 @@ class ListKind {
 
     static void* getData(DS* handle, void* position, int* status) {
         util::setStatus(status, util::kNoError);
-        if (!handle || !position) [[unlikely]]
-            return util::failNull(status, util::kArgumentError);
+        if (!handle || !position) return util::failNull(status, util::kArgumentError);
         return static_cast<Node*>(position)->item;
     }
 
