@@ -123,7 +123,8 @@ void Run::fitScattered(TextFile& file) {
     lap("parametrise");
     log_.stage("fitting");
     const RefineSettings settings{result_.tolerance, options_.maxSpans,
-                                  [this] { return wantsToStop(); }};
+                                  [this] { return wantsToStop(); },
+                                  options_.scratch ? Memory::kScratch : Memory::kHeap};
     scattered.refinement = refine(scattered.cloud, settings, [&](int step, const SplineFit& fit) {
         const Deviation& d = fit.deviation;
         showStep(step, mostSteps(options_.maxSpans), d.u, d.v, d.largest);

@@ -38,6 +38,7 @@ INPUT  FILE.patches        Bezier patches: sampled, fitted again, compared with 
       --edit SCRIPT    edit the fitted control net; docs/kelvofit.md tells the script's language
       --turntable N    also draw N pictures of a whole turn, fit.0001.svg and so on, up to 1000
       --debug FILE     log what the program does; - is stderr
+      --scratch        keep the large matrices of the fit in scratch memory, not on the heap
   -q, --quiet          no progress
   -h, --help           this text
       --version        the version
@@ -63,6 +64,7 @@ enum LongOnly {
     kTurntable,
     kEdit,
     kDebug,
+    kScratch,
     kProject,
     kName,
     kRotate,  // from here on: three values
@@ -88,6 +90,7 @@ constexpr option kLong[] = {{"out", required_argument, nullptr, 'o'},
                             {"debug", required_argument, nullptr, kDebug},
                             {"project", required_argument, nullptr, kProject},
                             {"name", required_argument, nullptr, kName},
+                            {"scratch", no_argument, nullptr, kScratch},
                             {"quiet", no_argument, nullptr, 'q'},
                             {"help", no_argument, nullptr, 'h'},
                             {"version", no_argument, nullptr, kVersion},
@@ -201,6 +204,9 @@ void apply(int code, const char* text, Options& options, Given& given) {
         case kName:
             options.name = projectName(text);
             break;
+        case kScratch:
+            options.scratch = true;
+            break;
         case 'q':
             options.quiet = true;
             break;
@@ -229,8 +235,10 @@ void check(const Options& options, const Given& given) {
         throw Failure("--out is of no use with --project");
     const bool patches = inputKind(options.input) == InputKind::kPatches;
     if (given.samples && !patches) throw Failure("--samples is of use with .patches only");
-    if ((given.axis || given.maxSpans) && patches)
-        throw Failure(std::string(given.axis ? "--axis" : "--max-spans") +
+    if ((given.axis || given.maxSpans || options.scratch) && patches)
+        throw Failure(std::string(given.axis       ? "--axis"
+                                  : given.maxSpans ? "--max-spans"
+                                                   : "--scratch") +
                       " is of no use with .patches");
 }
 

@@ -171,7 +171,7 @@ Error Socket::read(void* buffer, int count, int flags) {
 }
 
 Error Socket::write(const void* buffer, int count, int flags) {
-    if (count > 0 && flags == 0 && buffer != nullptr && isUsable() &&
+    if (count > 0 && flags == 0 && buffer != nullptr && t_collecting == this &&
         static_cast<std::size_t>(count) <= collected_.capacity() - collected_.size() &&
         static_cast<std::size_t>(count) + collected_.size() <= kCollectAtMost) {
         collected_.append(static_cast<const char*>(buffer), static_cast<std::size_t>(count));

@@ -46,7 +46,8 @@ int main(int argc, char** argv) {
     if (mode == "sleep") pause();
     zoTCP::ClientSocket socket(zoTCP::Address(zoTCP::Address::localhost, std::atoi(argv[2])));
     if (socket.connect()) return 3;
-    if (mode == "hang up") return 0;
+    bool asked = false;
+    if (mode == "hang up") return socket.waitForInput(zoUtil::Interval(0.0), asked) ? 3 : 0;
     if (mode == "silent") pause();
     if (mode == "garbage") {
         socket.write("HTTP/1.1 400 Bad Request\r\n\r\n", 28, 0);

@@ -121,7 +121,6 @@ class BASE_API Socket {
     friend class Server;
     using Clock = std::chrono::steady_clock;
 
-    bool isUsable() const noexcept { return descriptor_ >= 0 && !failure_; }
     zoUtil::Error fail(zoUtil::Error error);
     zoUtil::Error collect(const char* bytes, std::size_t count);
     zoUtil::Error sendAll(const char* bytes, std::size_t count);
