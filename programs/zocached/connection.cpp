@@ -110,7 +110,8 @@ void Connection::setDeadline() {
 }
 
 Error Connection::initialize(const CString& directory, int arg1, int64 arg2) {
-    // No reply: a client that was led here by an old lock file goes on to start its own server.
+    // No reply: the client takes an error for that of its own server, and would go on asking here
+    // as long as its lock file names this port.
     if (!isHere_ && !service_.directory().isAt(directory))
         throw Error(EINVAL, "a client wants another directory: \"%s\"", directory.c_str());
     isRefused_ = true;

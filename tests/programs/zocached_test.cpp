@@ -197,11 +197,11 @@ TEST_F(Zocached, ReplacedAndRemovedEntriesLastAsLongAsTheirHolders) {
     EXPECT_FALSE(other.has("key"));
     EXPECT_TRUE(fs::exists(*this / "key"));  // the other has it still
     kill(client.server(), SIGKILL);
-    waitpid(client.server(), nullptr, 0);
     CacheClient next;
     ASSERT_FALSE(next.open(path()));  // a crash does not bring it back
     EXPECT_FALSE(next.has("key"));
     EXPECT_FALSE(fs::exists(*this / "key"));
+    waitpid(client.server(), nullptr, 0);
 }
 
 TEST_F(Zocached, FirstRequestMustBeForThisDirectory) {
@@ -228,7 +228,7 @@ TEST_F(Zocached, FirstRequestMustBeForThisDirectory) {
         CacheClient client;
         ASSERT_FALSE(client.join(path()));
         ASSERT_TRUE(sendBytes(client, c.bytes));
-        EXPECT_TRUE(isClosed(client));  // without a word
+        EXPECT_TRUE(isClosed(client));
     }
     fs::create_directory_symlink(path(), elsewhere / "link");
     CacheClient byLink;
