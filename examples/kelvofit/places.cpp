@@ -45,7 +45,7 @@ std::string frameOfSequence(int number) {
 // The directory that holds projects, from its drive or root on, with a separator at the end.
 std::string projectPath(const std::string& dir) {
     const bool absolute = dir[0] == '/' || dir[0] == '\\' || dir.substr(1, 1) == ":";
-    std::string path = absolute ? dir : (fs::current_path() / dir).string();
+    std::string path = absolute ? dir : (fs::current_path() / dir).lexically_normal().string();
     if (path.back() != '/' && path.back() != '\\') path += path[0] == '/' ? '/' : '\\';
     return path;
 }
@@ -68,9 +68,15 @@ Places::Places(const Options& options) : options_(options) {
     Db_init_paths();
 }
 
-void Places::check() const {
-    if (!inProject()) return checkWritable(options_.out);
-    for (const int kind : kKinds) checkWritable(native(Db_default_path(kind)->path));
+void Places::check() {
+    if (inProject())
+        for (const int kind : kKinds) checkWritable(native(Db_default_path(kind)->path));
+    else
+        checkWritable(options_.out);
+    std::error_code none;  // a file that does not exist is not the same
+    for (const char* model : {"surface.obj", "net.obj"})
+        if (fs::equivalent(input(), resultPath(model), none))
+            throw Failure(fit::quoted(options_.input) + " would be replaced by a result");
 }
 
 std::string Places::expanded(const std::string& name, int type) {
@@ -92,10 +98,13 @@ std::string Places::script() {
     return expand ? expanded(options_.edit, TEXT_DATA) : options_.edit;
 }
 
+std::string Places::resultPath(const std::string& name) {
+    return inProject() ? expanded(name, kindOf(name)) : (fs::path(options_.out) / name).string();
+}
+
 std::string Places::result(const std::string& name) {
-    if (inProject()) return expanded(name, kindOf(name));
-    made_.make(options_.out);
-    return (fs::path(options_.out) / name).string();
+    if (!inProject()) made_.make(options_.out);
+    return resultPath(name);
 }
 
 std::string Places::frame(int number) {

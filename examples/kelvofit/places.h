@@ -16,8 +16,9 @@ class Places {
     /// Makes the project, if there is one, the current one. Throws Failure when it cannot be used.
     explicit Places(const Options& options);
 
-    /// Throws Failure when the directories for the results cannot be written to.
-    void check() const;
+    /// Throws Failure when the directories for the results cannot be written to, and when a result
+    /// would replace the input.
+    void check();
 
     std::string input();
     /// The script of edits.
@@ -37,6 +38,7 @@ class Places {
 
   private:
     bool inProject() const { return !options_.project.empty(); }
+    std::string resultPath(const std::string& name);
     std::string expanded(const std::string& name, int type);
 
     const Options& options_;

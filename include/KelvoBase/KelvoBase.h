@@ -11,6 +11,8 @@
 #include "KelvoBase/ds_lists.h"
 #include "KelvoBase/ds_structures.h"
 #include "KelvoBase/factorizations.h"
+#include "KelvoBase/file_cache.h"
+#include "KelvoBase/file_cache_protocol.h"
 #include "KelvoBase/file_operations.h"
 #include "KelvoBase/font_properties.h"
 #include "KelvoBase/gen_mat.h"

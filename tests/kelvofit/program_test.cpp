@@ -239,9 +239,10 @@ TEST(KelvofitCommandLine, SenselessOnesAreRefused) {
     EXPECT_EQ(0U, bench.run({"--version"}).out.find("kelvofit "));
     const Outcome help = bench.run({"--help"});
     EXPECT_EQ(0, help.code);
-    for (const char* option : {"--out", "--tolerance", "--max-spans", "--axis", "--noise", "--seed",
-                               "--samples", "--unit", "--rotate", "--scale", "--pivot", "--move",
-                               "--up", "--turntable", "--edit", "--debug", "--quiet", "--version"})
+    for (const char* option :
+         {"--out",  "--tolerance", "--max-spans", "--axis",  "--noise", "--seed",   "--samples",
+          "--unit", "--rotate",    "--scale",     "--pivot", "--move",  "--up",     "--turntable",
+          "--edit", "--debug",     "--project",   "--name",  "--quiet", "--version"})
         EXPECT_NE(std::string::npos, help.out.find(option)) << option;
 }
 

@@ -49,8 +49,8 @@ TEST(KelvofitProject, PutsResultsIntoTheDirectoriesOfTheirKinds) {
     EXPECT_EQ((Names{"input.patches", "net.obj", "surface.obj"}), bench.list("teapot/wire"));
     bench.write("teapot/one.edit", "move 0 0 by 0 0 1\n");
     // The same by the form of paths that drives have, with the input and the script found there.
-    const Outcome outcome = bench.run({"--project", "C:" + bench.directory() + "\\", "--name",
-                                       "teapot", "--edit", "one.edit", "input.patches"});
+    Outcome outcome = bench.run({"--project", "C:" + bench.directory() + "\\", "--name", "teapot",
+                                 "--edit", "one.edit", "input.patches"});
     ASSERT_EQ(0, outcome.code) << outcome.err;
     EXPECT_NE(std::string::npos, outcome.out.find("results in " + bench.path("teapot/\n")));
     const Json report = bench.report("teapot");
@@ -58,6 +58,12 @@ TEST(KelvofitProject, PutsResultsIntoTheDirectoriesOfTheirKinds) {
     EXPECT_EQ("teapot", report["project"]["name"].string);
     EXPECT_EQ(1, report["edits"]["largest_move"].number);
     EXPECT_EQ((Names{"teapot"}), bench.list());
+    // A result of this run may be the input of another project, but not of this one.
+    const std::string before = bench.read("teapot/wire/net.obj");
+    outcome = bench.fit({"net.obj"});
+    EXPECT_EQ(2, outcome.code);
+    EXPECT_EQ("kelvofit: 'net.obj' would be replaced by a result\n", outcome.err);
+    EXPECT_EQ(before, bench.read("teapot/wire/net.obj"));
 }
 
 TEST(KelvofitProject, FramesAreASequenceThatIsFoundAgain) {

@@ -87,6 +87,12 @@ BASE_API zoUtil::Error fileCopy(const char* from, const char* to, bool overwrite
 /// copying over an existing target are there two, and the message says so.
 BASE_API zoUtil::Error fileMove(const char* from, const char* to, bool overwrite);
 
+/// Reads the first `limit` bytes, or what there is, of a small file that tells this process what to
+/// do. It must be a regular file that belongs to this user and that nobody else may write (EPERM);
+/// a link is not followed (ELOOP), and a pipe or device is refused without waiting for it. After an
+/// error `content` is what it was.
+BASE_API zoUtil::Error readOwnFile(const char* path, int limit, zoString::CString& content);
+
 /// Goes through the names in a directory.
 class BASE_API DirectorySearch {
   public:
