@@ -69,13 +69,9 @@ class Item : public FileCacheItem {
     bool remove_ = false;
 };
 
-}  // namespace
-
-FileCacheItem::~FileCacheItem() = default;
-
 // One connection and what is held through it. Each initialize() makes a new one, so that items of
 // an earlier connection, whose holds have ended, have nothing to do with the next.
-class FileCache::Implementation {
+class Session {
   public:
     Error connect(const CString& directory, int arg1, int64 arg2);
 
@@ -101,13 +97,13 @@ class FileCache::Implementation {
     zo::Map<CString, Item*> items_;  // not counted: an item is here exactly while it lives
 };
 
-void FileCache::Implementation::disconnect() {
+void Session::disconnect() {
     protocol_ = FileCacheProtocolClient();
     socket_.reset();
 }
 
 // Sends initialize on a fresh connection.
-Error FileCache::Implementation::firstRequest(double seconds, int arg1, int64 arg2) {
+Error Session::firstRequest(double seconds, int arg1, int64 arg2) {
     protocol_.setSocket(*socket_);
     socket_->setDeadline(Interval(seconds));
     Error error = protocol_.initialize(directory_, arg1, arg2);
@@ -118,8 +114,7 @@ Error FileCache::Implementation::firstRequest(double seconds, int arg1, int64 ar
 
 // Asks the server that the lock file names. `answered` is false when there is none: nobody at that
 // port, or something that does not speak this language.
-Error FileCache::Implementation::askKnownServer(const CString& lockPath, int arg1, int64 arg2,
-                                                bool& answered) {
+Error Session::askKnownServer(const CString& lockPath, int arg1, int64 arg2, bool& answered) {
     answered = false;
     const Remaining time(filecache::kKnownServerSeconds);
     if (Error error = filecache::connectToKnownServer(lockPath, time.seconds(), socket_))
@@ -130,7 +125,7 @@ Error FileCache::Implementation::askKnownServer(const CString& lockPath, int arg
     return error;
 }
 
-Error FileCache::Implementation::connect(const CString& directory, int arg1, int64 arg2) {
+Error Session::connect(const CString& directory, int arg1, int64 arg2) {
     directory_ = directory;
     const Remaining time(filecache::kStartSeconds);
     const CString lockPath = filecache::lockPathIn(directory);
@@ -148,22 +143,27 @@ Error FileCache::Implementation::connect(const CString& directory, int arg1, int
     return error;
 }
 
-zo::Reference<FileCacheItem> FileCache::Implementation::makeItem(const CString& key,
-                                                                 const CString& path, int64 time) {
+zo::Reference<FileCacheItem> Session::makeItem(const CString& key, const CString& path,
+                                               int64 time) {
     zo::Reference<Item> item(new Item(key, path, time));
     item->destroyedSignal().addCallback(
-        new zoRTB::FunctionArgMember<Implementation, Item*>(this, &Implementation::itemEnds),
-        connections_);
+        new zoRTB::FunctionArgMember<Session, Item*>(this, &Session::itemEnds), connections_);
     items_[key] = item.get();
     return item;
 }
 
-void FileCache::Implementation::itemEnds(Item* item) {
+void Session::itemEnds(Item* item) {
     // An item of the same key that was added later has taken the place.
     const auto found = items_.find(item->key());
     if (found != items_.end() && found->second == item) items_.erase(found);
     protocol_.release(item->key(), item->isToBeRemoved());
 }
+
+}  // namespace
+
+class FileCache::Implementation : public Session {};
+
+FileCacheItem::~FileCacheItem() = default;
 
 FileCache::FileCache() : implementation_(new Implementation) {}
 

@@ -45,6 +45,8 @@ class KELVO_API FileCache {
     /// server answers. Other errors: code 1 "could not connect to cache server" when none connects
     /// within five seconds, and those of the system for the lock file's path, listening and
     /// starting. With an error the cache is unconnected. A connection before is ended first.
+    /// `directory` goes to the server as it is: only a full path means the same to one that was
+    /// started elsewhere.
     ///
     /// When the environment variable VELA_FILE_CACHE_MANUAL_START is set, a server is not started:
     /// the command for it is printed on stdout, and initialize() waits until somebody has run it.

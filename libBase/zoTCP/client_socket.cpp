@@ -20,17 +20,19 @@ Error notConnected(int error, int port) {
     return Error(error, "cannot connect to port %d: %s", port, std::strerror(error));
 }
 
-// The other end has no owner before the listener has accepted it, and nothing announces that.
+// The other end has no owner before it is accepted; until then it belongs to the listener. Between
+// the two, and while a listener ends, there may be nobody for a moment.
 int awaitOwnPeer(int descriptor, const Patience& patience) {
     auto pause = 20us;
     for (;;) {
         unsigned user = 0;
-        const int error = kelvo::zotcp::peerUser(descriptor, user);
+        int error = kelvo::zotcp::peerUser(descriptor, user);
+        if (error == ENOENT) error = kelvo::zotcp::listenerUser(descriptor, user);
         if (error == 0) return user == kelvo::zotcp::ownUser() ? 0 : EACCES;
+        // A listener that has ended meanwhile leaves no end to be accepted.
+        if (error == ENOTCONN || kelvo::zotcp::isClosedByPeer(descriptor)) return ECONNREFUSED;
         if (error != ENOENT) return error;
         if (patience.isOver()) return ETIMEDOUT;
-        // A listener that has ended meanwhile leaves no end to be accepted.
-        if (kelvo::zotcp::isClosedByPeer(descriptor)) return ECONNREFUSED;
         kelvo::zotcp::rest(pause);
         pause = std::min(2 * pause, std::chrono::microseconds(5ms));
     }

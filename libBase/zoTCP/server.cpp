@@ -39,6 +39,7 @@ Error Server::accept(Socket** socket, const zoUtil::Interval& wait) {
     if (socket == nullptr) return serverError("accept", EINVAL, port_);
     *socket = nullptr;
     if (descriptor_ < 0) return serverError("accept", ENOTCONN, port_);
+    Socket::sendForOthers(nullptr);
     const Patience patience(wait);
     for (;;) {
         int error = kelvo::zotcp::waitForInput(descriptor_, patience);

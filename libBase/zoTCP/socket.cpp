@@ -19,8 +19,12 @@ namespace {
 constexpr std::size_t kCollectAtFirst = 512;
 constexpr std::size_t kCollectAtMost = 64 << 10;
 constexpr std::size_t kAheadCapacity = 8 << 10;
-// A peer that announces a long text gets memory as its bytes come.
-constexpr std::size_t kTextStep = 1 << 20;
+// A peer that announces a long text gets memory as its bytes come, doubled each time.
+constexpr std::size_t kTextAtFirst = 64 << 10;
+
+// The one socket of this thread that has collected writes, borrowed. Whoever waits at another
+// socket may wait for what these bytes bring about, so they leave first.
+thread_local Socket* t_collecting = nullptr;
 
 Error transferError(const char* what, int code) {
     return Error(code, "cannot %s: %s", what, std::strerror(code));
@@ -55,7 +59,7 @@ void Socket::attach(int descriptor) noexcept {
     }
     descriptor_ = descriptor;
     failure_ = Error();
-    collected_.clear();
+    dropCollected();
     aheadNext_ = aheadEnd_ = 0;
     if (descriptor_ >= 0) kelvo::zotcp::sendSegmentsAtOnce(descriptor_);
 }
@@ -67,16 +71,29 @@ Error Socket::answer(Error error) const {
 
 Error Socket::fail(Error error) {
     failure_ = std::move(error);
-    collected_.clear();
+    dropCollected();
     aheadNext_ = aheadEnd_ = 0;
     return failure_;
+}
+
+void Socket::dropCollected() noexcept {
+    collected_.clear();
+    if (t_collecting == this) t_collecting = nullptr;
+}
+
+// Failures show when that socket is used next.
+void Socket::sendForOthers(const Socket* self) {
+    if (t_collecting != nullptr && t_collecting != self)
+        static_cast<void>(t_collecting->sendCollected());
 }
 
 // A message that breaks off for want of memory would be continued by the next one.
 Error Socket::collect(const char* bytes, std::size_t count) {
     try {
         if (collected_.capacity() < kCollectAtFirst) collected_.reserve(kCollectAtFirst);
+        sendForOthers(this);
         collected_.append(bytes, count);
+        t_collecting = this;
         return Error();
     } catch (const std::bad_alloc&) {
         return fail(transferError("send", ENOMEM));
@@ -101,11 +118,12 @@ Error Socket::sendCollected() {
     if (failure_) return failure_;
     if (collected_.empty()) return Error();
     Error error = sendAll(collected_.data(), collected_.size());
-    collected_.clear();
+    dropCollected();
     return error;
 }
 
 Error Socket::receive(char* bytes, std::size_t capacity, std::size_t& received) {
+    sendForOthers(this);
     const int error =
         hasDeadline_
             ? kelvo::zotcp::receiveSome(descriptor_, bytes, capacity, received, Patience(deadline_))
@@ -139,6 +157,13 @@ Error Socket::readExactly(char* bytes, std::size_t count) {
 }
 
 Error Socket::read(void* buffer, int count, int flags) {
+    // Most reads find their bytes here, as most writes find room.
+    if (count > 0 && flags == 0 && buffer != nullptr && collected_.empty() &&
+        static_cast<std::size_t>(count) <= aheadEnd_ - aheadNext_) {
+        std::memcpy(buffer, ahead_.get() + aheadNext_, static_cast<std::size_t>(count));
+        aheadNext_ += static_cast<std::size_t>(count);
+        return Error();
+    }
     if (Error error = badTransfer(buffer, count, flags)) return answer(std::move(error));
     if (descriptor_ < 0) return answer(transferError("receive", ENOTCONN));
     if (Error error = sendCollected()) return answer(std::move(error));
@@ -146,6 +171,12 @@ Error Socket::read(void* buffer, int count, int flags) {
 }
 
 Error Socket::write(const void* buffer, int count, int flags) {
+    if (count > 0 && flags == 0 && buffer != nullptr && t_collecting == this &&
+        static_cast<std::size_t>(count) <= collected_.capacity() - collected_.size() &&
+        static_cast<std::size_t>(count) + collected_.size() <= kCollectAtMost) {
+        collected_.append(static_cast<const char*>(buffer), static_cast<std::size_t>(count));
+        return Error();
+    }
     if (Error error = badTransfer(buffer, count, flags)) return answer(std::move(error));
     if (descriptor_ < 0) return answer(transferError("send", ENOTCONN));
     if (failure_) return answer(failure_);
@@ -170,7 +201,7 @@ Error Socket::read(CString& text) {
     while (bytes.size() < size) {
         const std::size_t before = bytes.size();
         try {
-            bytes.resize(std::min(size, before + kTextStep));
+            bytes.resize(std::min(size, before + std::max(before, kTextAtFirst)));
         } catch (const std::bad_alloc&) {
             return answer(fail(transferError("receive", ENOMEM)));
         }
@@ -211,6 +242,7 @@ Error Socket::waitForInput(const zoUtil::Interval& wait, bool& ready) {
     if (Error error = sendCollected()) return answer(std::move(error));
     ready = hasInput();
     if (ready) return Error();
+    sendForOthers(this);
     const int error = kelvo::zotcp::waitForInput(descriptor_, Patience(wait));
     ready = error == 0;
     if (error == 0 || error == ETIMEDOUT) return Error();

@@ -45,6 +45,8 @@ int acceptWaiting(int listener, int& descriptor);
 
 /// Owner of the other end of a connection; ENOENT when there is none.
 int peerUser(int descriptor, unsigned& user);
+/// Owner of the listener that a connection waits at until it is accepted; ENOENT when there is none.
+int listenerUser(int descriptor, unsigned& user);
 /// The user of this process.
 unsigned ownUser();
 

@@ -5,13 +5,13 @@
 //      when time is up, EMSGSIZE for a text beyond the limit, EINVAL for bad arguments.
 //   3. After a failed transfer the place in the stream is unknown, so the connection stays failed:
 //      every later transfer ends with the same error. Bad arguments do no harm to it.
-//   4. Small writes are collected and leave together: with flush(), before a read, or when 64 KiB
-//      have gathered. One request written in many fields is thus one segment; there is no delay
-//      for more to come (TCP_NODELAY).
+//   4. Small writes are collected and leave together: with flush(), before the thread reads from,
+//      waits at or writes to any other socket, or when 64 KiB have gathered. One request written in
+//      many fields is thus one segment; there is no delay for more to come (TCP_NODELAY).
 //   5. On the loopback interface the system knows who owns the other end. connect() and accept()
 //      let nobody in but processes of the same user.
 //   6. Descriptors are closed in programs that are started.
-// A socket is used by one thread at a time.
+// A socket is used by one thread at a time; before another takes it over, flush().
 #pragma once
 
 #include <chrono>
@@ -118,12 +118,15 @@ class BASE_API Socket {
     void attach(int descriptor) noexcept;
 
   private:
+    friend class Server;
     using Clock = std::chrono::steady_clock;
 
     zoUtil::Error fail(zoUtil::Error error);
     zoUtil::Error collect(const char* bytes, std::size_t count);
     zoUtil::Error sendAll(const char* bytes, std::size_t count);
     zoUtil::Error sendCollected();
+    void dropCollected() noexcept;
+    static void sendForOthers(const Socket* self);
     zoUtil::Error receive(char* bytes, std::size_t capacity, std::size_t& received);
     zoUtil::Error readExactly(char* bytes, std::size_t count);
 
@@ -145,11 +148,11 @@ class BASE_API ClientSocket : public Socket {
     /// Does not connect yet.
     explicit ClientSocket(const Address& address) noexcept : address_(address) {}
 
-    /// Connects and waits until the listener has taken the connection, for at most five seconds or
-    /// as long as is said (0.0: without limit). Errors: ECONNREFUSED when nobody listens, EACCES
-    /// when the listener belongs to another user, ETIMEDOUT when it does not react, EINVAL for a
-    /// port outside 1 to 65535, EISCONN when connected already. After an error the socket may be
-    /// connected again. Errors are returned in throwing mode too.
+    /// Connects, for at most five seconds or as long as is said (0.0: without limit); the listener
+    /// need not have accepted yet. Errors: ECONNREFUSED when nobody listens, EACCES when the
+    /// listener belongs to another user, ETIMEDOUT when it has no room for more connections, EINVAL
+    /// for a port outside 1 to 65535, EISCONN when connected already. After an error the socket may
+    /// be connected again. Errors are returned in throwing mode too.
     zoUtil::Error connect();
     zoUtil::Error connect(const zoUtil::Interval& wait);
 

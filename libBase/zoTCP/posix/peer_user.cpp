@@ -48,12 +48,42 @@ Request requestFor(const Ends& ends) {
     return request;
 }
 
+bool areThose(const Ends& found, const Ends& wanted) {
+    const bool everyHost = wanted.listens && found.localHost == INADDR_ANY;
+    return found.listens == wanted.listens && found.localPort == wanted.localPort &&
+           found.remotePort == wanted.remotePort && found.remoteHost == wanted.remoteHost &&
+           (everyHost || found.localHost == wanted.localHost);
+}
+
+bool isInState(unsigned state, const Ends& ends) {
+    return state == (ends.listens ? TCP_LISTEN : TCP_ESTABLISHED);
+}
+
 // The kernel falls back to a listener on the same port, so everything is compared again.
 bool describes(const inet_diag_msg& found, const Ends& ends) {
-    return found.idiag_family == AF_INET && found.idiag_state == TCP_ESTABLISHED &&
-           found.idiag_inode != 0 && found.id.idiag_sport == ends.localPort &&
-           found.id.idiag_dport == ends.remotePort && found.id.idiag_src[0] == ends.localHost &&
-           found.id.idiag_dst[0] == ends.remoteHost;
+    const Ends has = {found.id.idiag_src[0], found.id.idiag_dst[0], found.id.idiag_sport,
+                      found.id.idiag_dport, ends.listens};
+    return found.idiag_family == AF_INET && found.idiag_inode != 0 &&
+           isInState(found.idiag_state, ends) && areThose(has, ends);
+}
+
+// The ends of a connection as the other side sees them.
+int endsOfPeer(int descriptor, Ends& ends, sa_family_t& family) {
+    sockaddr_in own = {}, peer = {};
+    socklen_t ownSize = sizeof own, peerSize = sizeof peer;
+    if (getsockname(descriptor, reinterpret_cast<sockaddr*>(&own), &ownSize) != 0 ||
+        getpeername(descriptor, reinterpret_cast<sockaddr*>(&peer), &peerSize) != 0)
+        return errno;
+    family = own.sin_family;
+    ends = {peer.sin_addr.s_addr, own.sin_addr.s_addr, peer.sin_port, own.sin_port};
+    return 0;
+}
+
+int ownerOf(const Ends& ends, unsigned& user) {
+    const int error = askKernel(ends, user);
+    if (error == 0 || error == ENOENT) return error;
+    std::ifstream table("/proc/net/tcp");
+    return table ? searchTable(table, ends, user) : ENOENT;
 }
 
 int userOfLocalPeer(int descriptor, unsigned& user) {
@@ -111,11 +141,10 @@ int searchTable(std::istream& table, const Ends& ends, unsigned& user) {
         const int fields = std::sscanf(
             line.c_str(), " %*u: %8x:%4x %8x:%4x %2x %*8x:%*8x %*2x:%*8x %*x %u %*u %lu",
             &localHost, &localPort, &remoteHost, &remotePort, &state, &owner, &inode);
-        if (fields != 7 || state != TCP_ESTABLISHED || inode == 0) continue;
-        if (localHost != ends.localHost || remoteHost != ends.remoteHost ||
-            htons(static_cast<in_port_t>(localPort)) != ends.localPort ||
-            htons(static_cast<in_port_t>(remotePort)) != ends.remotePort)
-            continue;
+        if (fields != 7 || !isInState(state, ends) || inode == 0) continue;
+        const Ends found = {localHost, remoteHost, htons(static_cast<in_port_t>(localPort)),
+                            htons(static_cast<in_port_t>(remotePort)), ends.listens};
+        if (!areThose(found, ends)) continue;
         user = owner;
         return 0;
     }
@@ -123,19 +152,18 @@ int searchTable(std::istream& table, const Ends& ends, unsigned& user) {
 }
 
 int peerUser(int descriptor, unsigned& user) {
-    sockaddr_in own = {}, peer = {};
-    socklen_t ownSize = sizeof own, peerSize = sizeof peer;
-    if (getsockname(descriptor, reinterpret_cast<sockaddr*>(&own), &ownSize) != 0 ||
-        getpeername(descriptor, reinterpret_cast<sockaddr*>(&peer), &peerSize) != 0)
-        return errno;
-    if (own.sin_family == AF_UNIX) return userOfLocalPeer(descriptor, user);
-    if (own.sin_family != AF_INET) return EAFNOSUPPORT;
-    // Seen from the other end.
-    const Ends ends = {peer.sin_addr.s_addr, own.sin_addr.s_addr, peer.sin_port, own.sin_port};
-    const int error = askKernel(ends, user);
-    if (error == 0 || error == ENOENT) return error;
-    std::ifstream table("/proc/net/tcp");
-    return table ? searchTable(table, ends, user) : ENOENT;
+    Ends ends = {};
+    sa_family_t family = AF_UNSPEC;
+    if (const int error = endsOfPeer(descriptor, ends, family)) return error;
+    if (family == AF_UNIX) return userOfLocalPeer(descriptor, user);
+    return family == AF_INET ? ownerOf(ends, user) : EAFNOSUPPORT;
+}
+
+int listenerUser(int descriptor, unsigned& user) {
+    Ends ends = {};
+    sa_family_t family = AF_UNSPEC;
+    if (const int error = endsOfPeer(descriptor, ends, family)) return error;
+    return ownerOf({ends.localHost, 0, ends.localPort, 0, true}, user);
 }
 
 unsigned ownUser() {
