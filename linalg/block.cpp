@@ -1,8 +1,9 @@
-// Storage blocks, and the free list of their records.
+// Storage blocks, the free list of their records and those of small blocks.
 #include "linalg/block.h"
 
 #include <array>
 #include <cstdint>
+#include <cstdlib>
 #include <new>
 
 #include "Base/ma.h"
@@ -26,6 +27,28 @@ constexpr std::size_t classOf(std::size_t size) {
     return size > 0 ? (size + kClassStep - 1) / kClassStep : 1;
 }
 static_assert(classOf(sizeof(RWBlock)) == 4);
+
+// Arrays of up to 1 KB come in classes of what malloc hands out without a remainder. Freed blocks of
+// such an array are kept with it, at most 80 KB of them: malloc and free take longer than the sum of
+// two short vectors. A memory checker sees every array come and go.
+constexpr std::size_t kArrayStep = 32, kMallocHeader = 8;
+#if defined(__SANITIZE_ADDRESS__)
+constexpr std::size_t kArrayClasses = 0;
+#else
+constexpr std::size_t kArrayClasses = 32;
+#endif
+struct FreeBlocks {
+    std::array<RWBlock*, 5> blocks{};
+    unsigned count = 0;
+};
+constinit std::array<FreeBlocks, kArrayClasses + 1> g_freeBlocks{};
+
+// The class of a small array, counted from 1; 0 for one of MA_allocate, and for none.
+unsigned arrayClassOf(std::size_t size) {
+    const std::size_t steps = (size + kMallocHeader + kArrayStep - 1) / kArrayStep;
+    return size == 0 || steps > kArrayClasses || MA_direct.failing ? 0
+                                                                   : static_cast<unsigned>(steps);
+}
 
 // A vector register is as wide as a cache line at most, and an access across two lines costs two.
 // Large arrays begin at a line, so that loops over them have none: sums of 10,000 elements take
@@ -73,13 +96,42 @@ RWBlock::RWBlock(unsigned count, unsigned elementSize) {
 }
 
 RWBlock::~RWBlock() {
-    if (data_) MA_release(static_cast<char*>(data_) - shift_);
+    if (!data_) return;
+    if (arrayClass_ > 0) {
+        --MA_direct.live;
+        std::free(data_);
+    } else {
+        MA_release(static_cast<char*>(data_) - shift_);
+    }
 }
 
 void RWBlock::destroy() {
-    delete this;
+    FreeBlocks& free = g_freeBlocks[arrayClass_];
+    if (arrayClass_ == 0 || free.count == free.blocks.size()) {
+        delete this;
+    } else {
+        --MA_direct.live;
+        free.blocks[free.count++] = this;
+    }
 }
 
 RWBlock* kelvo::linalg::newBlock(unsigned count, unsigned elementSize) {
-    return new RWBlock(count, elementSize);
+    const unsigned arrayClass = arrayClassOf(std::size_t{count} * elementSize);
+    if (arrayClass == 0) return new RWBlock(count, elementSize);
+    FreeBlocks& free = g_freeBlocks[arrayClass];
+    RWBlock* block;
+    if (free.count > 0) {
+        block = free.blocks[--free.count];
+        block->references_ = 1;
+    } else {
+        block = new RWBlock(0, elementSize);
+        block->data_ = std::malloc(arrayClass * kArrayStep - kMallocHeader);
+        if (!block->data_) {
+            delete block;
+            return new RWBlock(count, elementSize);  // reports
+        }
+        block->arrayClass_ = static_cast<std::uint8_t>(arrayClass);
+    }
+    ++MA_direct.live;
+    return block;
 }

@@ -27,7 +27,7 @@ using Places = std::vector<int>;
 
 constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
 constexpr double kInf = std::numeric_limits<double>::infinity();
-constexpr int kSizes[] = {0, 1, 2, 3, 4, 5, 10, 24, 31, 50, 65, 130, 200};
+constexpr int kSizes[] = {0, 1, 2, 3, 4, 5, 10, 13, 16, 24, 31, 50, 65, 130, 200};
 
 std::size_t count(int n) {
     return static_cast<std::size_t>(n);
