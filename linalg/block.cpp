@@ -29,7 +29,7 @@ constexpr std::size_t classOf(std::size_t size) {
 static_assert(classOf(sizeof(RWBlock)) == 4);
 
 // Arrays of up to 1 KB come in classes of what malloc hands out without a remainder. Freed blocks of
-// such an array are kept with it, at most 80 KB of them: malloc and free take longer than the sum of
+// such an array are kept with it, at most 100 KB of them: malloc and free take longer than the sum of
 // two short vectors. A memory checker sees every array come and go.
 constexpr std::size_t kArrayStep = 32, kMallocHeader = 8;
 #if defined(__SANITIZE_ADDRESS__)
@@ -51,13 +51,23 @@ unsigned arrayClassOf(std::size_t size) {
 }
 
 // A vector register is as wide as a cache line at most, and an access across two lines costs two.
-// Large arrays begin at a line, so that loops over them have none: sums of 10,000 elements take
-// half to two thirds of the time. (An allocation with alignment returned large blocks to the system
-// and took them back each time.)
+// Arrays longer than a line begin at one, so that loops over them have none: sums of 100 elements
+// take half the time, those of 10,000 half to two thirds. (An allocation with alignment returned
+// large blocks to the system and took them back each time.)
 constexpr std::size_t kCacheLine = 64;
-constexpr std::size_t kLargeArray = 4096;
+#if defined(__SANITIZE_ADDRESS__)
+constexpr std::size_t kLongest = 4096;  // that may begin anywhere: the margin would hide overruns
+#else
+constexpr std::size_t kLongest = kCacheLine;
+#endif
 
-std::uint8_t bytesToCacheLine(const void* memory) {
+std::size_t withMargin(std::size_t size) {
+    return size > kLongest ? size + kCacheLine : size;
+}
+
+// From the beginning of memory with its margin to the array.
+std::uint8_t marginBefore(const void* memory, std::size_t size) {
+    if (size <= kLongest) return 0;
     const auto beyond = reinterpret_cast<std::uintptr_t>(memory) % kCacheLine;
     return static_cast<std::uint8_t>((kCacheLine - beyond) % kCacheLine);
 }
@@ -84,24 +94,24 @@ void RWBlock::operator delete(void* record, std::size_t size) {
 RWBlock::RWBlock(unsigned count, unsigned elementSize) {
     if (count == 0) return;
     const std::size_t size = std::size_t{count} * elementSize;
-    const bool large = size >= kLargeArray;
-    void* const memory = MA_allocate(large ? size + kCacheLine : size);
+    void* const memory = MA_allocate(withMargin(size));
     if (!memory) {
         using namespace kelvo::linalg;
         reportMathError({kNoMemory, kTerminate, kBlockCode}, "RWBlock");
         return;
     }
-    if (large) shift_ = bytesToCacheLine(memory);
+    shift_ = marginBefore(memory, size);
     data_ = static_cast<char*>(memory) + shift_;
 }
 
 RWBlock::~RWBlock() {
     if (!data_) return;
+    void* const memory = static_cast<char*>(data_) - shift_;
     if (arrayClass_ > 0) {
         --MA_direct.live;
-        std::free(data_);
+        std::free(memory);
     } else {
-        MA_release(static_cast<char*>(data_) - shift_);
+        MA_release(memory);
     }
 }
 
@@ -125,11 +135,14 @@ RWBlock* kelvo::linalg::newBlock(unsigned count, unsigned elementSize) {
         block->references_ = 1;
     } else {
         block = new RWBlock(0, elementSize);
-        block->data_ = std::malloc(arrayClass * kArrayStep - kMallocHeader);
-        if (!block->data_) {
+        const std::size_t size = arrayClass * kArrayStep - kMallocHeader;
+        void* const memory = std::malloc(withMargin(size));
+        if (!memory) {
             delete block;
             return new RWBlock(count, elementSize);  // reports
         }
+        block->shift_ = marginBefore(memory, size);
+        block->data_ = static_cast<char*>(memory) + block->shift_;
         block->arrayClass_ = static_cast<std::uint8_t>(arrayClass);
     }
     ++MA_direct.live;

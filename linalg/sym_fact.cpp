@@ -33,8 +33,8 @@ void DoubleSymFact::factor(const DoubleSymMat& a, int estimateCondition) {
     const int order = static_cast<int>(n);
     double* const work = scratchMemory(kelvo::kernels::dspfaWork(order));
     if (n > 0 && estimateCondition != 0) {
-        DoubleVec z(n);
-        if (!areUsable(z)) return clear();
+        Work z(n);
+        if (!z.isUsable()) return clear();
         rcond_ = kelvo::kernels::dspco(factors.data(), order, pivots.data(), z.data(), work);
     } else if (n > 0) {
         const int info = kelvo::kernels::dspfa(factors.data(), order, pivots.data(), work);

@@ -44,7 +44,7 @@ class KELVO_API RWBlock {
     RWBlock(const RWBlock&) = delete;
     RWBlock& operator=(const RWBlock&) = delete;
 
-    /// The array, borrowed. A large one begins at a cache line.
+    /// The array, borrowed. One longer than a cache line begins at one.
     void* data() const { return data_; }
     /// Number of holders.
     unsigned references() const { return references_; }

@@ -11,7 +11,7 @@ namespace kelvo::kernels {
 namespace {
 
 // Below this order delayed steps cost more than they gain.
-constexpr int kSmallest = 14;
+constexpr int kSmallest = 20;
 
 const SymmetricTable& table(int n) {
     switch (levelForOrder(n)) {
