@@ -13,6 +13,7 @@ struct RefineSettings {
     double tolerance = 0;  // largest deviation that is good enough, units of the input
     int maxSpans = 30;     // in each direction
     std::function<bool()> stop = [] { return false; };  // asked before every further fit
+    Memory memory = Memory::kHeap;                      // of the least-squares matrices
 };
 
 /// One fit that was made and taken.

@@ -3,6 +3,7 @@
 
 #include "cloud.h"
 #include "spline.h"
+#include "workspace.h"
 
 namespace kelvo::fit {
 
@@ -24,7 +25,7 @@ struct SplineFit {
 
 /// Fits uSpans x vSpans spans. Coefficients that no point supports, or hardly any, are chosen so
 /// that the net bends as little as possible there; all others are those of plain least squares as
-/// long as there is none of these.
-SplineFit fitSpline(const Cloud& cloud, int uSpans, int vSpans);
+/// long as there is none of these. The least-squares matrix is kept in `memory`.
+SplineFit fitSpline(const Cloud& cloud, int uSpans, int vSpans, Memory memory = Memory::kHeap);
 
 }  // namespace kelvo::fit
