@@ -6,8 +6,8 @@
 namespace kelvo::kernels {
 namespace {
 
-// Below this order steps do not wait, and reflections are applied one by one.
-constexpr int kSmallestBlocked = 40;
+// Below these orders reflections are multiplied one by one, and steps do not wait.
+constexpr int kSmallestBlocked = 64, kSmallestWaiting = 128;
 // Steps that wait, and reflections of a block; a multiple of the rows of a tile.
 constexpr int kWidth = 24;
 
@@ -177,7 +177,8 @@ void reduceToBidiagonal(const SvdTask& t, double* scratch) {
     const int columns = t.columnReflections(), rows = t.rowReflections(), m = t.order();
     int l = 0;
     // Right vectors in place of x would overwrite left ones that are still needed.
-    while (scratch && t.v != t.x && l + kSmallestBlocked <= std::min(columns, rows)) {
+    const bool waits = scratch && t.v != t.x && std::min(columns, rows) >= kSmallestWaiting;
+    while (waits && l + kSmallestBlocked <= std::min(columns, rows)) {
         WaitingSteps steps(t, l, scratch);
         const int end = l + kWidth;
         for (; l < end; ++l) steps.step(l);

@@ -8,7 +8,7 @@ namespace kelvo::kernels {
 namespace {
 
 // Below this order rotations do not wait.
-constexpr int kSmallestQueued = 24;
+constexpr int kSmallestQueued = 72;
 // Sums of squares in between have all their digits, and so have their reciprocals.
 constexpr double kLeastSquares = 0x1p-900, kMostSquares = 0x1p900;
 

@@ -10,7 +10,7 @@ namespace kelvo::kernels {
 namespace {
 
 // Below these orders blocks cost more than they gain.
-constexpr int kSmallestBlocked = 64, kSmallestDelayed = 100;
+constexpr int kSmallestBlocked = 64, kSmallestDelayed = 120;
 
 // Brings the initial columns to the front and the final ones to the back.
 void arrangeColumns(QrTask& t) {

@@ -9,7 +9,7 @@ namespace kelvo::kernels::KELVO_LEVEL {
 namespace {
 
 // The sum of the lanes, by halves.
-inline double lanes(const Vector& v) {
+inline double sumOfLanes(const Vector& v) {
 #if defined(__AVX512F__)
     const auto quad =
         __builtin_shufflevector(v, v, 0, 1, 2, 3) + __builtin_shufflevector(v, v, 4, 5, 6, 7);
@@ -40,7 +40,7 @@ inline void reflectColumns(size_t n, const double* v, double* c, size_t ldc) {
         const Vector vi = part.load(v + whole);
         unrolled<N>([&](size_t j) { sums[j] += part.load(c + j * ldc + whole) * vi; });
     }
-    unrolled<N>([&](size_t j) { factors[j] = Vector{} - lanes(sums[j]) / v[0]; });
+    unrolled<N>([&](size_t j) { factors[j] = Vector{} - sumOfLanes(sums[j]) / v[0]; });
     for (size_t i = 0; i < whole; i += kWidth) {
         const Vector vi = load(v + i);
         unrolled<N>(

@@ -1,4 +1,4 @@
-// DQRDC as published (LINPACK Users' Guide, 1979); norms by hypot, which neither over- nor underflows.
+// DQRDC as published (LINPACK Users' Guide, 1979); norms that neither over- nor underflow.
 #pragma once
 
 #include <algorithm>
@@ -8,6 +8,8 @@
 namespace kelvo::reference {
 
 inline double norm(int n, const double* x) {
+    const double squares = ddot(n, x, x);
+    if (squares > 1e-280 && squares < 1e300) return std::sqrt(squares);
     double sum = 0.0;
     for (int i = 0; i < n; ++i) sum = std::hypot(sum, x[i]);
     return sum;
