@@ -123,7 +123,7 @@ void Run::fitScattered(TextFile& file) {
     scattered.folds = findFolds(scattered.cloud);
     lap("parametrise");
     log_.stage("fitting");
-    const RefineSettings settings{result_.tolerance, options_.maxSpans,
+    const RefineSettings settings{result_.tolerance, options_.maxSpans, options_.method,
                                   [this] { return wantsToStop(); }};
     scattered.refinement = refine(scattered.cloud, settings, [&](int step, const SplineFit& fit) {
         const Deviation& d = fit.deviation;

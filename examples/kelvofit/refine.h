@@ -12,6 +12,7 @@ enum class StopReason { kTolerance, kSpanLimit, kNoImprovement, kUser };
 struct RefineSettings {
     double tolerance = 0;  // largest deviation that is good enough, units of the input
     int maxSpans = 30;     // in each direction
+    Method method = Method::kAuto;
     std::function<bool()> stop = [] { return false; };  // asked before every further fit
 };
 

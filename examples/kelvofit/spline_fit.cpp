@@ -1,6 +1,7 @@
 #include "spline_fit.h"
 
 #include "banded_least_squares.h"
+#include "normal_equations.h"
 
 namespace kelvo::fit {
 namespace {
@@ -11,6 +12,9 @@ constexpr double kFreeTolerance = 1e-7;  // diagonal of R at which a column coun
 constexpr double kWeakSupport = 0.05;    // support below which fairness helps
 constexpr double kFairness = 0.05;       // weight of a bend of the net at a free coefficient
 constexpr double kAnchor = 1e-7;         // weight that keeps the net at the plane if nothing else
+constexpr int kMostNormal = 2000;        // columns: a full matrix of that order is kept
+constexpr int kManyPoints = 30;          // a column, from which normal equations are the faster way
+constexpr double kLeastCondition = 1e-11;  // 1 / condition: the correction needs a few digits
 constexpr int kRounds = 40;  // at most, that take the pull of fairness off what points support
 
 /// The system of one fit. Blocks run along the direction with more spans, so that they are small.
@@ -28,7 +32,7 @@ class Assembly {
     }
 
     /// Least squares, with fairness where coefficients are free or weak.
-    void solve(SplineFit& fit);
+    void solve(SplineFit& fit, Method method);
 
   private:
     double share(int c) const { return help_[static_cast<std::size_t>(c)]; }
@@ -49,6 +53,8 @@ class Assembly {
     void addFairness(BandedLeastSquares& system, int window) const;
     void addBend(BandedLeastSquares& system, int window, int i, int j, bool alongIt) const;
     int rateColumns(const std::vector<int>& freeColumns);
+    SplineRow rowOf(const CloudPoint& p) const;
+    bool solveNormal(SplineFit& fit) const;
     void solveFair(const BandedLeastSquares& plain, SplineFit& fit) const;
     std::vector<double> gradient(const BandedLeastSquares& system, const std::vector<double>& x,
                                  double& squares) const;
@@ -170,7 +176,45 @@ void Assembly::store(const std::vector<double>& solution, SplineFit& fit) const 
         }
 }
 
-void Assembly::solve(SplineFit& fit) {
+SplineRow Assembly::rowOf(const CloudPoint& p) const {
+    const Basis a = along_.basis(alongOf(p)), b = across_.basis(acrossOf(p));
+    SplineRow row;
+    for (std::size_t i = 0; i < 4; ++i) {
+        row.first[i] = (a.span + static_cast<int>(i)) * across_.size() + b.span;
+        for (std::size_t j = 0; j < 4; ++j) row.value[4 * i + j] = a.value[i] * b.value[j];
+    }
+    return row;
+}
+
+// By normal equations, with one correction; false when their condition is too bad.
+bool Assembly::solveNormal(SplineFit& fit) const {
+    NormalEquations equations(fit.rank);
+    std::vector<double> solution(3 * support_.size()), correction(solution.size());
+    for (const CloudPoint& p : cloud_.points) {
+        const SplineRow row = rowOf(p);
+        equations.add(row);
+        addTo(solution, row, offsetOf(p));
+    }
+    const double condition = equations.factor();
+    if (!(condition >= kLeastCondition)) return false;
+    equations.solve(solution);
+    for (const CloudPoint& p : cloud_.points) {
+        const SplineRow row = rowOf(p);
+        addTo(correction, row, offsetOf(p) - valueOf(row, solution));
+    }
+    equations.solve(correction);
+    for (std::size_t c = 0; c < solution.size(); ++c) solution[c] += correction[c];
+    fit.normalCondition = condition;
+    store(solution, fit);
+    return true;
+}
+
+void Assembly::solve(SplineFit& fit, Method method) {
+    fit.rank = static_cast<int>(support_.size());
+    const bool many = cloud_.points.size() >= kManyPoints * support_.size();
+    const bool normal = method == Method::kCholesky || (method == Method::kAuto && many);
+    if (normal && fit.rank <= kMostNormal && rateColumns({}) == 0 && solveNormal(fit)) return;
+    help_.assign(support_.size(), 0.0);
     BandedLeastSquares system(along_.size(), across_.size(), kFreeTolerance * std::sqrt(ordinary_));
     for (int window = 0; window < along_.spans(); ++window) addPoints(system, window);
     system.finish();
@@ -257,11 +301,11 @@ void measure(const Cloud& cloud, SplineFit& fit) {
 
 }  // namespace
 
-SplineFit fitSpline(const Cloud& cloud, int uSpans, int vSpans) {
+SplineFit fitSpline(const Cloud& cloud, int uSpans, int vSpans, Method method) {
     SplineFit fit;
     fit.surface = SplineSurface(uSpans, vSpans);
     Assembly assembly(cloud, uSpans, vSpans);
-    assembly.solve(fit);
+    assembly.solve(fit, method);
     measure(cloud, fit);
     return fit;
 }

@@ -201,6 +201,8 @@ TEST(KelvofitCommandLine, SenselessOnesAreRefused) {
         {{"--samples", "3", "a.patches"}, "--samples: '3' is not a whole number from 4 to 100"},
         {{"--samples", "9", "a.xyz"}, "--samples is of use with .patches only"},
         {{"--axis", "x", "a.patches"}, "--axis is of no use with .patches"},
+        {{"--method", "lu", "a.xyz"}, "--method: 'lu' is not qr, cholesky or auto"},
+        {{"--method", "qr", "a.patches"}, "--method is of no use with .patches"},
         {{"--up", "x", "a.xyz"}, "--up: 'x' is not y or z"},
         {{"--scale", "0", "a.xyz"}, "--scale: '0' is not a number from 0.0001 to 10000"},
         {{"--scale", "-1", "a.xyz"}, "--scale: '-1' is not a number from 0.0001 to 10000"},
@@ -226,9 +228,10 @@ TEST(KelvofitCommandLine, SenselessOnesAreRefused) {
     EXPECT_EQ(0U, bench.run({"--version"}).out.find("kelvofit "));
     const Outcome help = bench.run({"--help"});
     EXPECT_EQ(0, help.code);
-    for (const char* option : {"--out", "--tolerance", "--max-spans", "--axis", "--noise", "--seed",
-                               "--samples", "--unit", "--rotate", "--scale", "--pivot", "--move",
-                               "--up", "--turntable", "--edit", "--debug", "--quiet", "--version"})
+    for (const char* option :
+         {"--out", "--tolerance", "--max-spans", "--axis", "--noise", "--seed", "--samples",
+          "--unit", "--rotate", "--scale", "--pivot", "--move", "--up", "--turntable", "--edit",
+          "--debug", "--method", "--quiet", "--version"})
         EXPECT_NE(std::string::npos, help.out.find(option)) << option;
 }
 

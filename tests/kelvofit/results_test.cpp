@@ -250,6 +250,43 @@ TEST(KelvofitScattered, DefaultsAndLimitsHold) {
     EXPECT_EQ(1, report["frame"]["u_axis"].items[0].number);
 }
 
+TEST(KelvofitScattered, EveryMethodFindsTheSameSurface) {
+    const Bench bench;
+    std::mt19937 random(3);
+    std::uniform_real_distribution<double> x(0, 3), y(0, 2);
+    std::vector<Point> points;
+    for (int k = 0; k < 8000; ++k) {
+        const double at = x(random), to = y(random);
+        points.push_back({at, to, 0.35 * std::sin(2.2 * at) * std::cos(1.7 * to)});
+    }
+    bench.write("full.xyz", xyz(points));
+    bench.write("holes.xyz", xyz(landscape(6000, 0)));
+    const struct {
+        const char *input, *method, *used;
+    } kRows[] = {{"full.xyz", "qr", "qr"},
+                 {"full.xyz", "cholesky", "cholesky"},
+                 {"full.xyz", "auto", "cholesky"},
+                 {"holes.xyz", "qr", "qr"},
+                 {"holes.xyz", "cholesky", "qr"}};  // columns without points
+    std::vector<Point> net;
+    for (const auto& row : kRows) {
+        SCOPED_TRACE(testing::Message() << row.input << " " << row.method);
+        ASSERT_EQ(
+            0,
+            bench.run({"-q", "-o", "out", "-t", "1e-4", "--method", row.method, row.input}).code);
+        const Json report = bench.report("out");
+        EXPECT_EQ(row.used, report["fit"]["method"].string);
+        if (std::string(row.used) == "cholesky") {
+            EXPECT_GT(report["fit"]["normal_condition"].number, 10);
+            EXPECT_LT(report["fit"]["normal_condition"].number, 1e11);
+        }
+        const std::vector<Point> found = readObj(bench.read("out/net.obj")).points;
+        if (std::string(row.method) == "qr") net = found;
+        ASSERT_EQ(net.size(), found.size());
+        for (std::size_t k = 0; k < net.size(); ++k) EXPECT_NEAR(net[k].z, found[k].z, 1e-11) << k;
+    }
+}
+
 TEST(KelvofitScattered, FlatAndFewPointsAreFittedExactly) {
     const Bench bench;
     std::vector<Point> few = landscape(16, 0), flat;
