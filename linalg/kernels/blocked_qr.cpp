@@ -9,10 +9,8 @@ namespace {
 
 constexpr int kLeaf = static_cast<int>(BlockReflector::kLeaf);
 
-// Reflections of a block; multiples of kLeaf and of the rows of a tile.
-int blockWidth(int n, int p) {
-    return std::min(n, p) < 200 ? 24 : 48;
-}
+// Reflections of a block: the rows of a tile at every level, or a multiple.
+constexpr int kWidth = 24;
 
 // The steps from `begin` to `end` - 1 on their own columns, a few at a time.
 void factorPanel(const QrTask& t, int begin, int end, BlockReflector& block) {
@@ -31,17 +29,15 @@ void factorPanel(const QrTask& t, int begin, int end, BlockReflector& block) {
 
 }  // namespace
 
-std::size_t blockedQrWork(int n, int p) {
-    return BlockReflector::work(static_cast<std::size_t>(n),
-                                static_cast<std::size_t>(blockWidth(n, p)));
+std::size_t blockedQrWork(int n) {
+    return BlockReflector::work(static_cast<std::size_t>(n), kWidth);
 }
 
 void blockedQr(const QrTask& t, double* work) {
-    const int steps = std::min(t.n, t.p), width = blockWidth(t.n, t.p);
-    for (int k = 0; k < steps; k += width) {
-        const int end = std::min(k + width, steps);
-        BlockReflector block(static_cast<std::size_t>(t.n - k), static_cast<std::size_t>(width),
-                             work);
+    const int steps = std::min(t.n, t.p);
+    for (int k = 0; k < steps; k += kWidth) {
+        const int end = std::min(k + kWidth, steps);
+        BlockReflector block(static_cast<std::size_t>(t.n - k), kWidth, work);
         factorPanel(t, k, end, block);
         if (end == t.p) return;
         block.finish(true);

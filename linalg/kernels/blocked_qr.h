@@ -31,8 +31,8 @@ bool lowerNorm(const QrTask& t, int l, int j);
 bool reduceColumn(const QrTask& t, int l, int end);
 
 /// Doubles of scratch.
-std::size_t blockedQrWork(int n, int p);
-std::size_t delayedQrWork(int n, int p);
+std::size_t blockedQrWork(int n);
+std::size_t delayedQrWork(int p);
 
 /// The steps from 0 on, without pivoting.
 void blockedQr(const QrTask& t, double* work);

@@ -112,7 +112,7 @@ class DelayedQr {
 
 }  // namespace
 
-std::size_t delayedQrWork(int, int p) {
+std::size_t delayedQrWork(int p) {
     return size(p) * (kMostSteps + 1) + kMostSteps;
 }
 

@@ -9,8 +9,13 @@
 namespace kelvo::kernels {
 namespace {
 
-// Below these orders blocks cost more than they gain.
-constexpr int kSmallestBlocked = 64, kSmallestDelayed = 120;
+// Where blocks gain more than they cost, measured: the columns behind a block are what gains.
+bool gainsByBlocks(int n, int p) {
+    return std::min(n, p) >= 24 && (p >= 64 || (p >= 40 && n >= 100));
+}
+
+// The same for steps that wait.
+constexpr int kSmallestDelayed = 120;
 
 // Brings the initial columns to the front and the final ones to the back.
 void arrangeColumns(QrTask& t) {
@@ -90,9 +95,8 @@ void factorPlain(const QrTask& t) {
 }  // namespace
 
 std::size_t dqrdcScratch(int n, int p, int job) {
-    const int steps = std::min(n, p);
-    if (job != 0) return steps < kSmallestDelayed ? 0 : delayedQrWork(n, p);
-    return steps < kSmallestBlocked ? 0 : blockedQrWork(n, p);
+    if (job != 0) return std::min(n, p) < kSmallestDelayed ? 0 : delayedQrWork(p);
+    return gainsByBlocks(n, p) ? blockedQrWork(n) : 0;
 }
 
 void dqrdc(double* x, int ldx, int n, int p, double* qraux, int* jpvt, double* work, int job,
