@@ -28,6 +28,23 @@ double NormalEquations::factor() {
     return lu.condition();
 }
 
+void NormalEquations::update(const double* row, int first, int count) {
+    DoubleVec x(columns_, 0.0);
+    for (int c = 0; c < count && first + c < static_cast<int>(columns_); ++c) x(first + c) = row[c];
+    cholesky_.update(x);
+}
+
+std::vector<double> NormalEquations::product(const std::vector<double>& x) const {
+    std::vector<double> result(x.size());
+    DoubleVec side(columns_);
+    for (std::size_t k = 0; k < 3; ++k) {
+        for (std::size_t c = 0; c < columns_; ++c) side(static_cast<int>(c)) = x[3 * c + k];
+        const DoubleVec y = ::product(product_, side);
+        for (std::size_t c = 0; c < columns_; ++c) result[3 * c + k] = y(static_cast<int>(c));
+    }
+    return result;
+}
+
 void NormalEquations::solve(std::vector<double>& sides) const {
     DoubleVec side(columns_);
     for (std::size_t k = 0; k < 3; ++k) {

@@ -29,12 +29,19 @@ class NormalEquations {
     /// After the last row. The estimate of 1 / condition of A'A, 0 when it could not be factored.
     double factor();
 
+    /// Adds `count` entries from the column `first` on as a further row, to the factor only: product()
+    /// stays that of the rows before. After factor() > 0.
+    void update(const double* row, int first, int count);
+
+    /// A'A x, in the form of solve().
+    std::vector<double> product(const std::vector<double>& x) const;
+
     /// Solves A'A x = g in place, element `c` of side `k` at [3 c + k]. After factor() > 0.
     void solve(std::vector<double>& sides) const;
 
   private:
     unsigned columns_;
-    DoubleGenMat product_;  // its upper triangle
+    DoubleGenMat product_;  // before factor() its upper triangle only
     DoubleChDecomp cholesky_;
 };
 

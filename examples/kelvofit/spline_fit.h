@@ -30,9 +30,9 @@ struct SplineFit {
 
 /// Fits uSpans x vSpans spans. Coefficients that no point supports, or hardly any, are chosen so
 /// that the net bends as little as possible there; all others are those of plain least squares as
-/// long as there is none of these. Normal equations serve only where all columns have their support,
-/// there are at most a few thousand of them, and the condition leaves digits enough; otherwise QR
-/// does, whatever the method.
+/// long as there is none of these. Normal equations serve only for up to 2,000 coefficients, hardly any
+/// of them weak, and where the condition leaves digits enough; otherwise QR does, whatever the
+/// method.
 SplineFit fitSpline(const Cloud& cloud, int uSpans, int vSpans, Method method = Method::kAuto);
 
 }  // namespace kelvo::fit

@@ -8,8 +8,8 @@ namespace {
 
 // Below these orders reflections are multiplied one by one, and steps do not wait.
 constexpr int kSmallestBlocked = 64, kSmallestWaiting = 128;
-// Steps that wait, and reflections of a block; a multiple of the rows of a tile.
-constexpr int kWidth = 24;
+// Steps that wait, and reflections of a block.
+constexpr int kWidth = static_cast<int>(BlockReflector::kMost);
 
 std::size_t size(int count) {
     return static_cast<std::size_t>(count);
@@ -151,7 +151,7 @@ void accumulateBlocks(double* a, std::ptrdiff_t lda, int n, int columns, int shi
     for (int j = count; j < columns; ++j) makeIdentityColumn(a + j * lda, n, j);
     for (int end = count; end > 0;) {
         const int begin = (end - 1) / kWidth * kWidth;
-        BlockReflector block(size(n - begin - shift), kWidth, scratch);
+        BlockReflector block(size(n - begin - shift), scratch);
         for (int l = begin; l < end; l += kLeaf) {
             double heads[kLeaf];
             const int some = std::min(kLeaf, end - l);
@@ -170,7 +170,7 @@ void accumulateBlocks(double* a, std::ptrdiff_t lda, int n, int columns, int shi
 
 std::size_t reductionWork(int n, int p) {
     if (std::min(n, p) < kSmallestBlocked) return 0;
-    return std::max(WaitingSteps::work(n, p), BlockReflector::work(size(std::max(n, p)), kWidth));
+    return std::max(WaitingSteps::work(n, p), BlockReflector::work(size(std::max(n, p))));
 }
 
 void reduceToBidiagonal(const SvdTask& t, double* scratch) {

@@ -62,85 +62,82 @@ void addProduct(std::size_t m, std::size_t n, std::size_t k, const double* a, st
     multiply(m, n, k, a, lda, b, bTerm, bCol, c, ldc, true);
 }
 
-std::size_t BlockReflector::work(std::size_t rows, std::size_t width) {
-    return 2 * rows * width + width * width + 3 * width * kLeaf;
+std::size_t BlockReflector::work(std::size_t rows) {
+    return 2 * rows * kMost + kMost * kMost + 2 * kMost * kLeaf;
 }
 
-BlockReflector::BlockReflector(std::size_t rows, std::size_t width, double* work)
+BlockReflector::BlockReflector(std::size_t rows, double* work)
     : rows_(rows),
-      width_(width),
       v_(work),
-      across_(v_ + rows * width),
-      triangle_(across_ + rows * width),
-      small_(triangle_ + width * width) {}
+      across_(v_ + rows * kMost),
+      triangle_(across_ + rows * kMost),
+      small_(triangle_ + kMost * kMost) {}
 
 void BlockReflector::add(const double* v, std::size_t ldv, std::size_t count, const double* heads) {
-    const std::size_t begin = count_, end = begin + count;
     for (std::size_t j = 0; j < count; ++j) {
-        double* const to = v_ + (begin + j) * rows_;
-        const bool none = heads[j] == 0.0;
-        std::fill_n(to, begin + j, 0.0);
-        to[begin + j] = heads[j];
+        const std::size_t top = count_ + j;
         const double* const from = v + j * ldv;
-        if (none)
-            std::fill(to + begin + j, to + rows_, 0.0);
+        double* const to = v_ + top * rows_;
+        std::fill_n(to, top, 0.0);
+        to[top] = heads[j];
+        if (heads[j] == 0.0)
+            std::fill(to + top + 1, to + rows_, 0.0);
         else
-            std::copy(from + begin + j + 1, from + rows_, to + begin + j + 1);
+            std::copy(from + top + 1, from + rows_, to + top + 1);
     }
-    gemmTable().transpose(rows_, count, v_ + begin * rows_, rows_, across_ + begin, width_);
+    gemmTable().transpose(rows_, count, v_ + count_ * rows_, rows_, across_ + count_, kMost);
+    extendTriangle(count, heads);
+    count_ += count;
+}
 
-    // The new rows of -T', from the products of the new vectors with all.
+// The new rows of -T', from the products of the new vectors with all.
+void BlockReflector::extendTriangle(std::size_t count, const double* heads) {
+    const std::size_t begin = count_, end = begin + count;
     double* const gram = small_;  // count x end
-    multiply(count, end, rows_ - begin, across_ + begin + begin * width_, width_, v_ + begin, rows_,
+    multiply(count, end, rows_ - begin, across_ + begin + begin * kMost, kMost, v_ + begin, rows_,
              gram, kLeaf);
+    double* const corner = triangle_ + begin * (kMost + 1);
     for (std::size_t i = 0; i < count; ++i) {
-        double* const row = triangle_ + begin + i;
         const double factor = heads[i] == 0.0 ? 0.0 : -1.0 / heads[i];
-        row[(begin + i) * width_] = factor;
-        for (std::size_t j = 0; j < i; ++j) {
-            double sum = 0.0;
-            for (std::size_t p = j; p < i; ++p)
-                sum += gram[i + (begin + p) * kLeaf] * triangle_[begin + p + (begin + j) * width_];
-            row[(begin + j) * width_] = factor * sum;
+        for (std::size_t j = 0; j < count; ++j) {
+            double sum = i == j ? 1.0 : 0.0;
+            for (std::size_t k = j; k < i; ++k)
+                sum += gram[i + (begin + k) * kLeaf] * corner[k + j * kMost];
+            corner[i + j * kMost] = factor * sum;
         }
-        for (std::size_t j = i + 1; j < count; ++j) row[(begin + j) * width_] = 0.0;
     }
-    for (std::size_t j = begin; j < end; ++j) std::fill_n(triangle_ + j * width_, begin, 0.0);
-    if (begin > 0) {
-        double* const product = small_ + width_ * kLeaf;
-        multiply(count, begin, begin, gram, kLeaf, triangle_, width_, product, kLeaf);
-        multiply(count, begin, count, triangle_ + begin + begin * width_, width_, product, kLeaf,
-                 triangle_ + begin, width_);
-    }
-    count_ = end;
+    for (std::size_t j = begin; j < end; ++j) std::fill_n(triangle_ + j * kMost, begin, 0.0);
+    if (begin == 0) return;
+    double* const product = small_ + kMost * kLeaf;
+    multiply(count, begin, begin, gram, kLeaf, triangle_, kMost, product, kLeaf);
+    multiply(count, begin, count, corner, kMost, product, kLeaf, triangle_ + begin, kMost);
 }
 
 void BlockReflector::reduce(double* c, std::size_t ldc, std::size_t cols) {
     double* const product = small_;
-    double* const factors = small_ + width_ * kLeaf;
-    multiply(count_, cols, rows_, across_, width_, c, ldc, product, width_);
-    multiply(count_, cols, count_, triangle_, width_, product, width_, factors, width_);
-    addProduct(rows_, cols, count_, v_, rows_, factors, 1, width_, c, ldc);
+    double* const factors = small_ + kMost * kLeaf;
+    multiply(count_, cols, rows_, across_, kMost, c, ldc, product, kMost);
+    multiply(count_, cols, count_, triangle_, kMost, product, kMost, factors, kMost);
+    addProduct(rows_, cols, count_, v_, rows_, factors, 1, kMost, c, ldc);
 }
 
 void BlockReflector::finish(bool transposed) {
     if (!transposed)
         for (std::size_t j = 0; j < count_; ++j)
             for (std::size_t i = 0; i < j; ++i)
-                std::swap(triangle_[i + j * width_], triangle_[j + i * width_]);
+                std::swap(triangle_[i + j * kMost], triangle_[j + i * kMost]);
     for (std::size_t i = 0; i < rows_; i += kLeaf) {
         const std::size_t cols = std::min(kLeaf, rows_ - i);
-        std::copy_n(across_ + i * width_, cols * width_, small_);
-        multiply(count_, cols, count_, triangle_, width_, small_, width_, across_ + i * width_,
-                 width_);
+        std::copy_n(across_ + i * kMost, cols * kMost, small_);
+        multiply(count_, cols, count_, triangle_, kMost, small_, kMost, across_ + i * kMost, kMost);
     }
 }
 
 void BlockReflector::apply(double* c, std::size_t ldc, std::size_t cols) {
     for (std::size_t j = 0; j < cols; j += kLeaf) {
         const std::size_t some = std::min(kLeaf, cols - j);
-        multiply(count_, some, rows_, across_, width_, c + j * ldc, ldc, small_, width_);
-        addProduct(rows_, some, count_, v_, rows_, small_, 1, width_, c + j * ldc, ldc);
+        multiply(count_, some, rows_, across_, kMost, c + j * ldc, ldc, small_, kMost);
+        addProduct(rows_, some, count_, v_, rows_, small_, 1, kMost, c + j * ldc, ldc);
     }
 }
 

@@ -22,18 +22,16 @@ void addProduct(std::size_t m, std::size_t n, std::size_t k, const double* a, st
 /// Reflections on `rows` elements, collected a few at a time. Those added first act first in Q'.
 class BlockReflector {
   public:
-    /// Reflections that are added at a time, at most.
-    static constexpr std::size_t kLeaf = 8;
+    /// Reflections in all, a multiple of the rows of a tile at every level; and in one call of add.
+    static constexpr std::size_t kMost = 24, kLeaf = 8;
 
-    /// Doubles of scratch for at most `width` reflections, a multiple of kLeaf.
-    static std::size_t work(std::size_t rows, std::size_t width);
+    /// Doubles of scratch.
+    static std::size_t work(std::size_t rows);
 
-    BlockReflector(std::size_t rows, std::size_t width, double* work);
+    BlockReflector(std::size_t rows, double* work);
 
-    std::size_t count() const { return count_; }
-
-    /// Adds `count` reflections. v has the columns count() onwards of V: column j is used from row
-    /// count() + j on, where its head stands in heads[j] (0: no reflection) and not in v.
+    /// Adds `count` reflections, up to kLeaf. v has the next columns of V: that of reflection k in the
+    /// block is used below row k, where its head stands in heads and not in v (0: no reflection).
     void add(const double* v, std::size_t ldv, std::size_t count, const double* heads);
 
     /// C := Q' C, for C of `rows` rows and up to kLeaf columns; between two calls of add.
@@ -46,11 +44,13 @@ class BlockReflector {
     void apply(double* c, std::size_t ldc, std::size_t cols);
 
   private:
-    std::size_t rows_, width_, count_ = 0;
+    void extendTriangle(std::size_t count, const double* heads);
+
+    std::size_t rows_, count_ = 0;
     double* v_;         // rows x count
-    double* across_;    // V', leading dimension width; after finish() times the triangle
-    double* triangle_;  // -T', lower, leading dimension width
-    double* small_;     // three times width x kLeaf
+    double* across_;    // V', leading dimension kMost; after finish() times the triangle
+    double* triangle_;  // -T', lower, leading dimension kMost; after finish() that of Q' or Q
+    double* small_;     // twice kMost x kLeaf
 };
 
 }  // namespace kelvo::kernels

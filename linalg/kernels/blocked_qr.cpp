@@ -8,9 +8,7 @@ namespace kelvo::kernels {
 namespace {
 
 constexpr int kLeaf = static_cast<int>(BlockReflector::kLeaf);
-
-// Reflections of a block: the rows of a tile at every level, or a multiple.
-constexpr int kWidth = 24;
+constexpr int kWidth = static_cast<int>(BlockReflector::kMost);
 
 // The steps from `begin` to `end` - 1 on their own columns, a few at a time.
 void factorPanel(const QrTask& t, int begin, int end, BlockReflector& block) {
@@ -30,14 +28,14 @@ void factorPanel(const QrTask& t, int begin, int end, BlockReflector& block) {
 }  // namespace
 
 std::size_t blockedQrWork(int n) {
-    return BlockReflector::work(static_cast<std::size_t>(n), kWidth);
+    return BlockReflector::work(static_cast<std::size_t>(n));
 }
 
 void blockedQr(const QrTask& t, double* work) {
     const int steps = std::min(t.n, t.p);
     for (int k = 0; k < steps; k += kWidth) {
         const int end = std::min(k + kWidth, steps);
-        BlockReflector block(static_cast<std::size_t>(t.n - k), kWidth, work);
+        BlockReflector block(static_cast<std::size_t>(t.n - k), work);
         factorPanel(t, k, end, block);
         if (end == t.p) return;
         block.finish(true);
