@@ -39,48 +39,6 @@ void arrangeColumns(QrTask& t) {
     }
 }
 
-}  // namespace
-
-int bringPivotTo(const QrTask& t, int l) {
-    int best = l;
-    double largest = 0.0;
-    for (int j = l; j < t.freeEnd; ++j) {
-        if (t.qraux[j] > largest) {
-            largest = t.qraux[j];
-            best = j;
-        }
-    }
-    if (best == l) return l;
-    swap(t.n, t.column(l), t.column(best));
-    t.qraux[best] = t.qraux[l];
-    t.original[best] = t.original[l];
-    std::swap(t.jpvt[best], t.jpvt[l]);
-    return best;
-}
-
-bool lowerNorm(const QrTask& t, int l, int j) {
-    double& norm = t.qraux[j];
-    if (norm == 0.0) return true;
-    const double ratio = std::fabs(t.column(j)[l]) / norm;
-    const double left = std::max(1.0 - ratio * ratio, 0.0);
-    const double shrunk = norm / t.original[j];
-    if (1.0 + 0.05 * left * shrunk * shrunk == 1.0) return false;
-    norm *= std::sqrt(left);
-    return true;
-}
-
-bool reduceColumn(const QrTask& t, int l, int end) {
-    double* v = t.column(l) + l;
-    const double norm = makeReflection(t.n - l, v);
-    if (norm == 0.0) return false;
-    applyReflection(t.n - l, v, end - l - 1, v + t.ldx, t.ldx);
-    t.qraux[l] = v[0];
-    v[0] = -norm;
-    return true;
-}
-
-namespace {
-
 void factorPlain(const QrTask& t) {
     for (int l = 0; l < std::min(t.n, t.p); ++l) {
         if (l >= t.freeBegin && l + 1 < t.freeEnd) bringPivotTo(t, l);
