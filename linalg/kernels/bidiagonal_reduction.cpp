@@ -6,8 +6,10 @@
 namespace kelvo::kernels {
 namespace {
 
-// Below these orders reflections are multiplied one by one, and steps do not wait.
-constexpr int kSmallestBlocked = 64, kSmallestWaiting = 128;
+// Below this order reflections are multiplied one by one, and below this number of elements steps do
+// not wait.
+constexpr int kSmallestBlocked = 64;
+constexpr std::size_t kSmallestWaiting = 128 * 128;
 // Steps that wait, and reflections of a block.
 constexpr int kWidth = static_cast<int>(BlockReflector::kMost);
 
@@ -177,7 +179,7 @@ void reduceToBidiagonal(const SvdTask& t, double* scratch) {
     const int columns = t.columnReflections(), rows = t.rowReflections(), m = t.order();
     int l = 0;
     // Right vectors in place of x would overwrite left ones that are still needed.
-    const bool waits = scratch && t.v != t.x && std::min(columns, rows) >= kSmallestWaiting;
+    const bool waits = scratch && t.v != t.x && size(t.n) * size(t.p) >= kSmallestWaiting;
     while (waits && l + kSmallestBlocked <= std::min(columns, rows)) {
         WaitingSteps steps(t, l, scratch);
         const int end = l + kWidth;
