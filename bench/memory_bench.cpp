@@ -2,6 +2,7 @@
 #include <benchmark/benchmark.h>
 #include <dirent.h>
 #include <sys/mman.h>
+#include <unistd.h>
 
 #include <cstdlib>
 #include <filesystem>
@@ -10,6 +11,8 @@
 
 #include "Base/zo_os_file.h"
 #include "Base/zo_os_moveable_memory.h"
+#include "Base/zo_os_path.h"
+#include "Base/zo_os_view.h"
 #include "KelvoBase/ma_memory_manager.h"
 
 namespace {
@@ -60,9 +63,46 @@ void plainMap(benchmark::State& state) {
     }
 }
 
+std::string scratchName() {
+    return (std::filesystem::temp_directory_path() / "kelvo_bench_XXXXXX").string();
+}
+
+// A view behind a scratch file; its space is on the disk before it is mapped.
+void scratchView(benchmark::State& state) {
+    const std::size_t bytes = bytesOf(state);
+    for (auto _ : state) {
+        std::string name = scratchName();
+        zoOS::makeUniqueName(name.data());
+        void* const view =
+            zoOS::mapScratchView(zoOS::createScratchFile(name.c_str(), bytes, 0), bytes);
+        if (view == zoOS::kNoView) return fail(state);
+        touch(view, bytes);
+        zoOS::unmapView(view);
+        zoOS::removeScratchFile(name.c_str());
+    }
+}
+
+// The same by hand, as sparse files are mapped: a full disk would end the process.
+void plainFileMap(benchmark::State& state) {
+    const std::size_t bytes = bytesOf(state);
+    for (auto _ : state) {
+        std::string name = scratchName();
+        const int file = mkstemp(name.data());
+        if (file < 0 || ftruncate(file, static_cast<off_t>(bytes)) != 0) return fail(state);
+        void* const view = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_SHARED, file, 0);
+        close(file);
+        if (view == MAP_FAILED) return fail(state);
+        touch(view, bytes);
+        munmap(view, bytes);
+        unlink(name.c_str());
+    }
+}
+
 BENCHMARK(pagingBlock)->Arg(1)->Arg(64)->Arg(512)->Unit(benchmark::kMillisecond);
 BENCHMARK(mallocBlock)->Arg(1)->Arg(64)->Arg(512)->Unit(benchmark::kMillisecond);
 BENCHMARK(plainMap)->Arg(1)->Arg(64)->Arg(512)->Unit(benchmark::kMillisecond);
+BENCHMARK(scratchView)->Arg(1)->Arg(64)->Unit(benchmark::kMillisecond);
+BENCHMARK(plainFileMap)->Arg(1)->Arg(64)->Unit(benchmark::kMillisecond);
 
 void figures(benchmark::State& state) {
     for (auto _ : state) benchmark::DoNotOptimize(MA_swap_available());

@@ -34,14 +34,4 @@ std::string libraryPath();
 /// True for a regular file that this process may execute.
 bool isProgram(const char* path);
 
-/// Full path of the running executable; empty when the system does not say.
-std::string executablePath();
-
-/// Full path, links resolved, of the file that this code was loaded from (libBase, or the
-/// executable that it was linked into); empty when the system does not say.
-std::string libraryPath();
-
-/// True for a regular file that this process may execute.
-bool isProgram(const char* path);
-
 }  // namespace kelvo::port

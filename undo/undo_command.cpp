@@ -1,8 +1,11 @@
 #include "KelvoBase/undo_command.h"
 
 #include <algorithm>
+#include <boost/pool/pool.hpp>
+#include <cstddef>
 #include <cstdint>
 #include <limits>
+#include <new>
 #include <utility>
 
 #include "KelvoBase/vl_undo.h"
@@ -29,6 +32,32 @@ class SetState : public zoRTB::FunctionBase {
     StatefulUndoCmd& object_;  // borrowed; the connection ends with it
 };
 
+// Room for recorded commands: two for each change, all of one size, by the hundred thousand. It goes
+// back to the heap with the last of them. Lives for the process, so that a history in a static
+// object can still give its commands back.
+class Room {
+  public:
+    void* take(std::size_t bytes) {
+        if (!pool_) pool_ = new Pool(bytes, kFirst, kMost);
+        void* place = pool_->malloc();
+        if (!place) throw std::bad_alloc();
+        ++taken_;
+        return place;
+    }
+    void giveBack(void* place) noexcept {
+        pool_->free(place);
+        if (--taken_ == 0) pool_->purge_memory();
+    }
+
+  private:
+    using Pool = boost::pool<boost::default_user_allocator_new_delete>;
+    static constexpr std::size_t kFirst = 32, kMost = 512;  // commands taken from the heap at once
+
+    Pool* pool_ = nullptr;  // owned, never deleted; null until the first command
+    std::size_t taken_ = 0;
+};
+Room g_room;
+
 // One end of a change: undo puts start snapshots back, redo the others.
 class StateCommand : public zoUndo::Command {
   public:
@@ -51,6 +80,15 @@ class StateCommand : public zoUndo::Command {
         const std::int64_t bytes = std::int64_t{state_ ? state_->sizeInBytes() : 0} + kCommandBytes;
         return static_cast<int>(std::min<std::int64_t>(bytes, std::numeric_limits<int>::max()));
     }
+
+#if !defined(__SANITIZE_ADDRESS__)  // which looks for uses of what was deleted
+    static void* operator new(std::size_t bytes) {
+        return g_room.take(bytes);
+    }
+    static void operator delete(void* place) {
+        g_room.giveBack(place);
+    }
+#endif
 
   private:
     zoRTB::SignalBase signal_;  // carries a State

@@ -24,6 +24,12 @@ zoUndo::Group* entry(int index) {
     return index >= 0 && index < kCapacity ? g_undo.groups[index] : nullptr;
 }
 
+void push(zoUndo::Group* group) {
+    if (g_undo.depth == std::numeric_limits<int>::max()) return;
+    if (g_undo.depth < kCapacity) g_undo.groups[g_undo.depth] = group;
+    ++g_undo.depth;
+}
+
 // Takes the top entry off and returns it; null from an empty stack.
 zoUndo::Group* takeTop() {
     if (g_undo.depth == 0) return nullptr;
@@ -67,14 +73,12 @@ zoUndo::Group* VL_undo_new_group(zoUndo::Word first, zoUndo::Word second) {
 }
 
 void VL_undo_push_group(zoUndo::Group* group) {
-    if (g_undo.depth == std::numeric_limits<int>::max()) return;
-    if (g_undo.depth < kCapacity) g_undo.groups[g_undo.depth] = group;
-    ++g_undo.depth;
+    push(group);
 }
 
 zoUndo::Group* VL_undo_push_new_group(zoUndo::Word first, zoUndo::Word second) {
     zoUndo::Group* group = VL_undo_new_group(first, second);
-    VL_undo_push_group(group);
+    push(group);
     return group;
 }
 
@@ -97,7 +101,7 @@ int VL_undo_get_num_groups(void) {
 
 void VL_undo_creation_disable(bool disable) {
     if (disable) {
-        VL_undo_push_group(nullptr);
+        push(nullptr);
         return;
     }
     if (!takeTop()) return;

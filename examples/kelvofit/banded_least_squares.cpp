@@ -4,7 +4,7 @@
 
 namespace kelvo::fit {
 
-BandedLeastSquares::BandedLeastSquares(int blocks, int blockSize, double tolerance)
+BandedLeastSquares::BandedLeastSquares(int blocks, int blockSize, double tolerance, Memory memory)
     : blocks_(blocks),
       blockSize_(blockSize),
       tolerance_(tolerance),
@@ -12,7 +12,8 @@ BandedLeastSquares::BandedLeastSquares(int blocks, int blockSize, double toleran
       stride_(static_cast<std::size_t>(width_ + kSides)),
       // Few long factorizations beat many short ones, up to what the caches hold.
       capacity_(std::max(3 * width_, 256)),
-      rows_(static_cast<std::size_t>(capacity_) * stride_) {
+      rows_(static_cast<std::size_t>(capacity_) * stride_, memory),
+      equationRows_(static_cast<std::size_t>(columns()) * stride_, memory) {
     final_.reserve(static_cast<std::size_t>(blocks));
 }
 
@@ -37,7 +38,7 @@ void BandedLeastSquares::compress() {
     for (unsigned j = 0; j < cols; ++j)
         for (unsigned i = 0; i < rows; ++i) *cell++ = rows_[i * stride_ + j];
     const Factor factor(stack);
-    std::fill(rows_.begin(), rows_.begin() + static_cast<std::ptrdiff_t>(rows * stride_), 0.0);
+    std::fill_n(rows_.data(), rows * stride_, 0.0);
     used_ = std::min(used_, width_);
     for (unsigned i = 0; i < static_cast<unsigned>(used_); ++i)
         for (unsigned j = i; j < cols; ++j) rows_[i * stride_ + j] = factor.r(i, j);
@@ -98,11 +99,15 @@ std::vector<double> BandedLeastSquares::settle(int block, const DoubleLeastSqQR&
                 rows_[i * stride_ + j] = turned(static_cast<int>(i));
         }
     }
-    for (int i = 0; i < rank; ++i) equations_.push_back({block, {row(i), row(i) + stride_}});
+    for (int i = 0; i < rank; ++i) {
+        double* const kept = equationRows_.data() + equations_.size() * stride_;
+        std::copy_n(row(i), stride_, kept);
+        equations_.push_back({block, {kept, stride_}});
+    }
     std::vector<double> over;
     for (std::size_t i = own; i < size; ++i)
-        over.insert(over.end(), rows_.begin() + static_cast<std::ptrdiff_t>(i * stride_ + size),
-                    rows_.begin() + static_cast<std::ptrdiff_t>((i + 1) * stride_));
+        over.insert(over.end(), rows_.data() + i * stride_ + size,
+                    rows_.data() + (i + 1) * stride_);
     // Blocks without any data pass nothing on.
     if (std::all_of(over.begin(), over.end(), [](double x) { return x == 0; })) over.clear();
     return over;

@@ -13,7 +13,10 @@
 
 #include <KelvoBase/qr_svd.h>
 
+#include <span>
 #include <vector>
+
+#include "workspace.h"
 
 namespace kelvo::fit {
 
@@ -22,8 +25,9 @@ class BandedLeastSquares {
     static constexpr int kBand = 4;   // blocks that a window covers
     static constexpr int kSides = 3;  // right-hand sides: x, y, z
 
-    /// A column is free when its diagonal element after pivoting is at most `tolerance`.
-    BandedLeastSquares(int blocks, int blockSize, double tolerance);
+    /// A column is free when its diagonal element after pivoting is at most `tolerance`. The rows are
+    /// kept in `memory`.
+    BandedLeastSquares(int blocks, int blockSize, double tolerance, Memory memory = Memory::kHeap);
 
     /// A new row of zeros, to be filled before the next call: kBand * blockSize coefficients from
     /// the first column of `window` on, then kSides right-hand sides. The windows of successive
@@ -40,7 +44,7 @@ class BandedLeastSquares {
     /// other, their window and the values in the form of newRow().
     struct Equation {
         int window;
-        std::vector<double> row;
+        std::span<const double> row;
     };
     const std::vector<Equation>& equations() const { return equations_; }
     /// A solution: coefficient `c` of side `k` at [kSides * c + k]; 0 for free columns.
@@ -73,7 +77,8 @@ class BandedLeastSquares {
     int window_ = 0;
     int used_ = 0;  // rows in use
     int capacity_;
-    std::vector<double> rows_;  // capacity_ rows, those not in use are 0
+    Workspace rows_;          // capacity_ rows, those not in use are 0
+    Workspace equationRows_;  // of equations_, one after the other
     std::vector<Final> final_;
     std::vector<Equation> equations_;
     std::vector<int> freeColumns_;

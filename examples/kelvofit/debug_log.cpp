@@ -14,10 +14,10 @@ namespace {
 // Modes, and steps of AA_set_indent.
 constexpr int kStandardError = 1, kNamedFile = 2, kDeeper = -1, kHigher = -2;
 
-void select(const Options& options) {
+void select(const Options& options, std::initializer_list<std::string> inputs) {
     if (options.debug == "-") return AA_set_print_out(kStandardError, nullptr);
     std::error_code none;  // a file that does not exist is not the same
-    for (const std::string& read : {options.input, options.edit})
+    for (const std::string& read : inputs)
         if (!read.empty() && std::filesystem::equivalent(options.debug, read, none))
             throw Failure("--debug: " + fit::quoted(options.debug) + " would overwrite " +
                           fit::quoted(read));
@@ -27,9 +27,10 @@ void select(const Options& options) {
 
 }  // namespace
 
-DebugLog::DebugLog(const Options& options) : on_(!options.debug.empty()) {
+DebugLog::DebugLog(const Options& options, std::initializer_list<std::string> inputs)
+    : on_(!options.debug.empty()) {
     if (!on_) return;
-    select(options);
+    select(options, inputs);
     // A file that cannot be opened swallows the text.
     if (AA_debug_print("kelvofit %s: %s\n", KELVOFIT_VERSION, options.input.c_str()) <= 0) {
         AA_set_print_out(kStandardError, nullptr);

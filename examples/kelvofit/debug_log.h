@@ -1,6 +1,7 @@
 // The log of --debug: what a run does, step by step, through the library's debug text.
 #pragma once
 
+#include <initializer_list>
 #include <string>
 
 #include "fit_result.h"
@@ -13,8 +14,8 @@ namespace kelvo::fit {
 class DebugLog {
   public:
     /// Starts `options.debug` anew; "-" is standard error. Throws Failure when it cannot be written
-    /// or is one of the files that are read.
-    explicit DebugLog(const Options& options);
+    /// or is one of the files that are read (empty: none).
+    DebugLog(const Options& options, std::initializer_list<std::string> inputs);
     ~DebugLog();
     DebugLog(const DebugLog&) = delete;
     DebugLog& operator=(const DebugLog&) = delete;

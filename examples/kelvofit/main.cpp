@@ -13,9 +13,10 @@
 #include "options.h"
 #include "patch_fit.h"
 #include "picture.h"
+#include "places.h"
 #include "platform.h"
 #include "report.h"
-#include "result_directory.h"
+#include "result_files.h"
 #include "text_output.h"
 
 namespace kelvo::fit {
@@ -23,12 +24,6 @@ namespace {
 
 constexpr std::size_t kLeastPoints = 16;
 constexpr double kDefaultTolerance = 1e-3;  // to the diagonal
-
-std::string numbered(int number) {
-    char name[32];
-    std::snprintf(name, sizeof name, "fit.%04d.svg", number);
-    return name;
-}
 
 /// Seconds since the last call, by stage.
 class Clock {
@@ -47,8 +42,11 @@ class Clock {
 
 class Run {
   public:
-    Run(const Options& options, const DebugLog& log)
-        : options_(options), log_(log), reporter_("kelvofit", options.quiet ? 0 : 1) {}
+    Run(const Options& options, Places& places, const DebugLog& log)
+        : options_(options),
+          places_(places),
+          log_(log),
+          reporter_("kelvofit", options.quiet ? 0 : 1) {}
 
     void operator()();
 
@@ -59,13 +57,14 @@ class Run {
     bool wantsToStop() const { return interrupted() || reporter_.quit() != 0; }
     void setTolerance();
     void edit();
-    void writeTurntable(const Picture& picture, ResultDirectory& directory) const;
+    void writeTurntable(const Picture& picture, ResultFiles& files) const;
     void write();
     void summarise() const;
 
     void lap(const char* stage);
 
     const Options& options_;
+    Places& places_;
     const DebugLog& log_;
     TbaseReporter reporter_;
     std::optional<EditScript> script_;
@@ -123,8 +122,9 @@ void Run::fitScattered(TextFile& file) {
     scattered.folds = findFolds(scattered.cloud);
     lap("parametrise");
     log_.stage("fitting");
-    const RefineSettings settings{result_.tolerance, options_.maxSpans, options_.method,
-                                  [this] { return wantsToStop(); }};
+    const RefineSettings settings{
+        result_.tolerance, options_.maxSpans, [this] { return wantsToStop(); },
+        options_.scratch ? Memory::kScratch : Memory::kHeap, options_.method};
     scattered.refinement = refine(scattered.cloud, settings, [&](int step, const SplineFit& fit) {
         const Deviation& d = fit.deviation;
         showStep(step, mostSteps(options_.maxSpans), d.u, d.v, d.largest);
@@ -145,13 +145,18 @@ void Run::edit() {
     lap("edit");
 }
 
-void Run::writeTurntable(const Picture& picture, ResultDirectory& directory) const {
+void Run::writeTurntable(const Picture& picture, ResultFiles& files) const {
     if (options_.turntable == 0) return;
     int number = 0;
-    for (const Camera& camera : picture.cameras(options_.turntable))
-        directory.add(numbered(++number), picture.svg(camera));
+    for (const Camera& camera : picture.cameras(options_.turntable)) {
+        const std::string path = places_.frame(++number);
+        files.add(path, picture.svg(camera));
+        // One with another width of its number would be found instead.
+        const std::string old = places_.oldFrame(number);
+        if (!old.empty() && old != path) files.drop(old);
+    }
     // Longer sequences of earlier runs would go on with another surface.
-    while (directory.has(numbered(++number))) directory.drop(numbered(number));
+    for (std::string old; !(old = places_.oldFrame(++number)).empty();) files.drop(old);
 }
 
 void Run::write() {
@@ -160,17 +165,18 @@ void Run::write() {
     const FitResult placed = placedCopy(result_, options_.placement);
     const Mesh mesh = patches ? meshOf(placed, 12, 12, 12) : meshOf(placed, 4, 40, 160);
     lap("mesh");
-    ResultDirectory directory(options_.out);
-    directory.add("surface.obj", meshObj(mesh, title));
-    directory.add("net.obj", netObj(placed, title));
+    ResultFiles files;
+    files.add(places_.result("surface.obj"), meshObj(mesh, title));
+    files.add(places_.result("net.obj"), netObj(placed, title));
     lap("write");
     const Picture picture(placed, options_);
-    directory.add("fit.svg", picture.svg(picture.cameras(1).front()));
-    writeTurntable(picture, directory);
+    files.add(places_.result("fit.svg"), picture.svg(picture.cameras(1).front()));
+    writeTurntable(picture, files);
     lap("picture");
-    directory.add("report.json", reportJson(result_, options_, clock_.laps()));
-    directory.commit();
-    log_.stage("results in " + options_.out + ", " + statusText(result_));
+    files.add(places_.result("report.json"), reportJson(result_, options_, clock_.laps()));
+    files.commit();
+    places_.keep();
+    log_.stage("results in " + places_.shown() + ", " + statusText(result_));
 }
 
 // What the user needs to know even when the progress is off: points that no surface can follow.
@@ -192,15 +198,15 @@ void Run::summarise() const {
         std::printf("largest control point error %s over %zu patches\n",
                     rounded(result_.patches->controlError, 3).c_str(),
                     result_.patches->patches.size());
-    std::printf("results in %s\n", options_.out.c_str());
+    std::printf("results in %s\n", places_.shown().c_str());
 }
 
 void Run::operator()() {
     if (options_.up != 0) va_coordinate_system = options_.up == 'y' ? 1 : 0;
-    checkWritable(options_.out);
-    if (!options_.edit.empty()) script_ = EditScript::read(options_.edit);
+    places_.check();
+    if (!options_.edit.empty()) script_ = EditScript::read(places_.script());
     result_.kind = inputKind(options_.input);
-    TextFile file = TextFile::read(options_.input);
+    TextFile file = TextFile::read(places_.input());
     if (result_.kind == InputKind::kPatches)
         fitKnown(file);
     else
@@ -213,9 +219,10 @@ void Run::operator()() {
 }
 
 void runLogged(const Options& options) {
-    const DebugLog log(options);
+    Places places(options);
+    const DebugLog log(options, {places.input(), places.script()});
     try {
-        Run run(options, log);
+        Run run(options, places, log);
         run();
     } catch (const std::exception& failure) {
         log.stage(std::string("failed: ") + failure.what());

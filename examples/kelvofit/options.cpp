@@ -25,6 +25,8 @@ INPUT  FILE.patches        Bezier patches: sampled, fitted again, compared with 
        FILE.xyz .obj .ply  at least 16 scattered points: one surface over their best plane
 
   -o, --out DIR        where the results go (default: INPUT's name with -fit, in this directory)
+      --project DIR    work in a project in DIR instead: INPUT and models in its directory wire,
+      --name NAME      pictures in pix, report and script in the project's directory NAME
   -t, --tolerance D    largest deviation wanted, in units of the input (default: 1/1000 of the
                        diagonal of the bounding box)
   -s, --max-spans N    most spans in each direction, 1 to %d (default: 30)
@@ -38,6 +40,7 @@ INPUT  FILE.patches        Bezier patches: sampled, fitted again, compared with 
       --edit SCRIPT    edit the fitted control net; docs/kelvofit.md tells the script's language
       --turntable N    also draw N pictures of a whole turn, fit.0001.svg and so on, up to 1000
       --debug FILE     log what the program does; - is stderr
+      --scratch        keep the large matrices of the fit in scratch memory, not on the heap
   -q, --quiet          no progress
   -h, --help           this text
       --version        the version
@@ -64,6 +67,9 @@ enum LongOnly {
     kEdit,
     kDebug,
     kMethod,
+    kScratch,
+    kProject,
+    kName,
     kRotate,  // from here on: three values
     kMove,
     kPivot
@@ -86,6 +92,9 @@ constexpr option kLong[] = {{"out", required_argument, nullptr, 'o'},
                             {"edit", required_argument, nullptr, kEdit},
                             {"debug", required_argument, nullptr, kDebug},
                             {"method", required_argument, nullptr, kMethod},
+                            {"project", required_argument, nullptr, kProject},
+                            {"name", required_argument, nullptr, kName},
+                            {"scratch", no_argument, nullptr, kScratch},
                             {"quiet", no_argument, nullptr, 'q'},
                             {"help", no_argument, nullptr, 'h'},
                             {"version", no_argument, nullptr, kVersion},
@@ -137,6 +146,17 @@ Method method(const char* text) {
     if (view == "cholesky") return Method::kCholesky;
     if (view == "auto") return Method::kAuto;
     throw Failure("--method: " + quoted(text) + " is not qr, cholesky or auto");
+}
+
+std::string projectDirectory(const char* text) {
+    if (*text == '\0') throw Failure("--project: no directory given");
+    return text;
+}
+
+std::string projectName(const std::string& text) {
+    if (text.empty() || text == "." || text == ".." || text.find_first_of("/\\") != text.npos)
+        throw Failure("--name: " + fit::quoted(text) + " is not a name of a directory");
+    return text;
 }
 
 /// Which of the options that not every kind of input knows have been given.
@@ -194,6 +214,15 @@ void apply(int code, const char* text, Options& options, Given& given) {
         case kDebug:
             options.debug = text;
             break;
+        case kProject:
+            options.project = projectDirectory(text);
+            break;
+        case kName:
+            options.name = projectName(text);
+            break;
+        case kScratch:
+            options.scratch = true;
+            break;
         case 'q':
             options.quiet = true;
             break;
@@ -216,10 +245,16 @@ void applyTriple(int code, char** texts, int left, Placement& placement) {
 }
 
 void check(const Options& options, const Given& given) {
+    if (options.project.empty() != options.name.empty())
+        throw Failure("--project and --name are of use together only");
+    if (!options.project.empty() && !options.out.empty())
+        throw Failure("--out is of no use with --project");
     const bool patches = inputKind(options.input) == InputKind::kPatches;
     if (given.samples && !patches) throw Failure("--samples is of use with .patches only");
-    if ((given.axis || given.maxSpans) && patches)
-        throw Failure(std::string(given.axis ? "--axis" : "--max-spans") +
+    if ((given.axis || given.maxSpans || options.scratch) && patches)
+        throw Failure(std::string(given.axis       ? "--axis"
+                                  : given.maxSpans ? "--max-spans"
+                                                   : "--scratch") +
                       " is of no use with .patches");
     if (given.method && patches) throw Failure("--method is of no use with .patches");
 }

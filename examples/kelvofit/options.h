@@ -12,6 +12,8 @@ namespace kelvo::fit {
 struct Options {
     std::string input;
     std::string out;       // directory; by default named after the input
+    std::string project;   // directory that holds projects; empty: the results go to `out`
+    std::string name;      // of the project
     double tolerance = 0;  // units of the input; 0: a thousandth of the diagonal
     int maxSpans = 30;     // in each direction
     char axis = '\0';      // x, y, z, or none: the best plane
@@ -22,9 +24,10 @@ struct Options {
     std::string unit;  // of the input, for labels only
     char up = '\0';    // y or z: the world's up axis; or none: as the model lies
     Placement placement;
-    int turntable = 0;  // pictures of a whole turn
-    std::string edit;   // script of edits; empty: none
-    std::string debug;  // file of the log; empty: none
+    int turntable = 0;     // pictures of a whole turn
+    std::string edit;      // script of edits; empty: none
+    std::string debug;     // file of the log; empty: none
+    bool scratch = false;  // the least-squares matrices outside of the heap
     bool quiet = false;
     bool done = false;  // --help or --version has been answered
 };

@@ -12,8 +12,9 @@ enum class StopReason { kTolerance, kSpanLimit, kNoImprovement, kUser };
 struct RefineSettings {
     double tolerance = 0;  // largest deviation that is good enough, units of the input
     int maxSpans = 30;     // in each direction
-    Method method = Method::kAuto;
     std::function<bool()> stop = [] { return false; };  // asked before every further fit
+    Memory memory = Memory::kHeap;                      // of the least-squares matrices
+    Method method = Method::kAuto;
 };
 
 /// One fit that was made and taken.

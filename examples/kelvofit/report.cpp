@@ -116,6 +116,13 @@ void addPlacement(Json& json, const Options& options) {
     json.close();
 }
 
+void addProject(Json& json, const Options& options) {
+    json.open("project");
+    json.add("directory", options.project);
+    json.add("name", options.name);
+    json.close();
+}
+
 void addSpread(Json& json, const char* key, const FitResult& result, const Spread& spread) {
     json.open(key);
     json.add("largest", spread.largest);
@@ -210,6 +217,7 @@ std::string reportJson(const FitResult& result, const Options& options, const Ti
     json.add("version", KELVOFIT_VERSION);
     json.add("status", statusText(result));
     json.add("stopped", result.stopped);
+    if (!options.project.empty()) addProject(json, options);
     addInput(json, result, options);
     if (result.scattered) addScattered(json, *result.scattered);
     if (result.patches) addPatches(json, *result.patches, options.samples);

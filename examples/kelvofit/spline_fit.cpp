@@ -25,8 +25,9 @@ constexpr int kRounds = 40;  // at most, that take the pull of fairness off what
 /// is what nothing pulls at.
 class Assembly {
   public:
-    Assembly(const Cloud& cloud, int uSpans, int vSpans)
+    Assembly(const Cloud& cloud, int uSpans, int vSpans, Memory memory)
         : cloud_(cloud),
+          memory_(memory),
           turned_(vSpans > uSpans),
           along_(turned_ ? vSpans : uSpans),
           across_(turned_ ? uSpans : vSpans) {
@@ -68,6 +69,7 @@ class Assembly {
     void store(const std::vector<double>& solution, SplineFit& fit) const;
 
     const Cloud& cloud_;
+    Memory memory_;
     bool turned_;
     CubicAxis along_, across_;
     std::vector<std::vector<int>> inWindow_;  // points
@@ -289,7 +291,8 @@ void Assembly::solve(SplineFit& fit, Method method) {
         if (fit.weakColumns <= kMostWeak && solveNormal(fit)) return;
         help_.assign(support_.size(), 0.0);
     }
-    BandedLeastSquares system(along_.size(), across_.size(), kFreeTolerance * std::sqrt(ordinary_));
+    BandedLeastSquares system(along_.size(), across_.size(), kFreeTolerance * std::sqrt(ordinary_),
+                              memory_);
     for (int window = 0; window < along_.spans(); ++window) addPoints(system, window);
     system.finish();
     fit.rank = system.rank();
@@ -311,7 +314,7 @@ void Assembly::solveFair(const BandedLeastSquares& plain, SplineFit& fit) const 
     for (const auto& [window, row] : plain.equations())
         for (auto side = row.end() - 3; side != row.end(); ++side) leastSquares -= *side * *side;
     const auto width = static_cast<std::size_t>(BandedLeastSquares::kBand * across_.size());
-    BandedLeastSquares fair(along_.size(), across_.size(), 0.0);
+    BandedLeastSquares fair(along_.size(), across_.size(), 0.0, memory_);
     auto equation = plain.equations().begin();
     for (int window = 0; window < along_.spans(); ++window) {
         const bool last = window + 1 == along_.spans();
@@ -375,10 +378,10 @@ void measure(const Cloud& cloud, SplineFit& fit) {
 
 }  // namespace
 
-SplineFit fitSpline(const Cloud& cloud, int uSpans, int vSpans, Method method) {
+SplineFit fitSpline(const Cloud& cloud, int uSpans, int vSpans, Memory memory, Method method) {
     SplineFit fit;
     fit.surface = SplineSurface(uSpans, vSpans);
-    Assembly assembly(cloud, uSpans, vSpans);
+    Assembly assembly(cloud, uSpans, vSpans, memory);
     assembly.solve(fit, method);
     measure(cloud, fit);
     return fit;

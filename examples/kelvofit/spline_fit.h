@@ -3,6 +3,7 @@
 
 #include "cloud.h"
 #include "spline.h"
+#include "workspace.h"
 
 namespace kelvo::fit {
 
@@ -30,9 +31,10 @@ struct SplineFit {
 
 /// Fits uSpans x vSpans spans. Coefficients that no point supports, or hardly any, are chosen so
 /// that the net bends as little as possible there; all others are those of plain least squares as
-/// long as there is none of these. Normal equations serve only for up to 2,000 coefficients, hardly any
-/// of them weak, and where the condition leaves digits enough; otherwise QR does, whatever the
-/// method.
-SplineFit fitSpline(const Cloud& cloud, int uSpans, int vSpans, Method method = Method::kAuto);
+/// long as there is none of these. The least-squares matrix is kept in `memory`. Normal equations
+/// serve only for up to 2,000 coefficients, hardly any of them weak, and where the condition leaves
+/// digits enough; otherwise QR does, whatever the method.
+SplineFit fitSpline(const Cloud& cloud, int uSpans, int vSpans, Memory memory = Memory::kHeap,
+                    Method method = Method::kAuto);
 
 }  // namespace kelvo::fit

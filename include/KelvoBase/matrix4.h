@@ -90,16 +90,13 @@ static_assert(sizeof(T4dDblMatrix) == 16 * sizeof(double), "handed out as double
 
 inline T4dDblMatrix& T4dDblMatrix::setToProduct(const T4dDblMatrix& a, const T4dDblMatrix& b) {
     using namespace kelvo::geometry;
-    // Everything is read before the first store: the destination may be either operand.
+    // The destination may be either operand: b is in registers, and each row of a is read before it
+    // is written.
     const Quad b0 = load(b.m_[0]), b1 = load(b.m_[1]), b2 = load(b.m_[2]), b3 = load(b.m_[3]);
     const auto row = [&](const double* ai) {
         return ai[0] * b0 + ai[1] * b1 + ai[2] * b2 + ai[3] * b3;
     };
-    const Quad r0 = row(a.m_[0]), r1 = row(a.m_[1]), r2 = row(a.m_[2]), r3 = row(a.m_[3]);
-    store(m_[0], r0);
-    store(m_[1], r1);
-    store(m_[2], r2);
-    store(m_[3], r3);
+    for (int i = 0; i < 4; ++i) store(m_[i], row(a.m_[i]));
     return *this;
 }
 

@@ -34,6 +34,9 @@ class KELVO_API T3dDblPoint {
     int operator==(const T3dDblPoint& p) const { return x == p.x && y == p.y && z == p.z; }
     /// The negation of ==.
     int operator!=(const T3dDblPoint& p) const { return !(*this == p); }
+    /// The same with the components of a vector (C++20 cannot choose between the conversions).
+    int operator==(const T4dDblVector& v) const { return *this == T3dDblPoint(v); }
+    int operator!=(const T4dDblVector& v) const { return !(*this == v); }
     /// The vector from p to this point.
     T4dDblVector operator-(const T3dDblPoint& p) const;
     /// This point displaced by -v.
@@ -126,6 +129,13 @@ inline T4dDblPoint operator*(const T4dDblMatrix& M, const T4dDblPoint& p);
 inline T4dDblVector::T4dDblVector(const T3dDblPoint& p) : x(p.x), y(p.y), z(p.z) {}
 inline T4dDblVector::T4dDblVector(const T4dDblPoint& p) : x(p.x), y(p.y), z(p.z) {}
 inline T3dDblPoint::T3dDblPoint(const T4dDblVector& v) : x(v.x), y(v.y), z(v.z) {}
+
+inline int T4dDblVector::operator==(const T3dDblPoint& p) const {
+    return p == *this;
+}
+inline int T4dDblVector::operator!=(const T3dDblPoint& p) const {
+    return !(p == *this);
+}
 
 inline T3dDblPoint& T3dDblPoint::operator=(const T4dDblVector& v) {
     x = v.x;

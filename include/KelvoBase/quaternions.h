@@ -205,38 +205,38 @@ inline TunitQuaternion Tquaternion::normalize() const {
 
 inline void Tquaternion::convertToMatrix(T4dDblMatrix& m) const {
     using namespace kelvo::geometry;
-#ifdef __AVX__
-    typedef Quad::Lanes Lanes;
     const double k = 2.0 / (w * w + x * x + y * y + z * z);
-    const Lanes wxyz = load(array()).v, ww = {w, w, w, w}, kk = {k, k, k, k};
+#ifdef __AVX__
+    // Everything is in its place before k is there: a division takes as long as all the rest.
+    typedef Quad::Lanes Lanes;
+    const Lanes wxyz = load(array()).v, ww = {w, w, w, w};
     const Lanes xyz = __builtin_shufflevector(wxyz, wxyz, 1, 2, 3, 0);
     const Lanes yzx = __builtin_shufflevector(wxyz, wxyz, 2, 3, 1, 0);
     const Lanes zxy = __builtin_shufflevector(wxyz, wxyz, 3, 1, 2, 0);
     const Lanes product = zxy * xyz, turn = ww * yzx;
-    // Elements (0,0) (1,1) (2,2) 0; elements (2,0) (0,1) (1,2); elements (1,0) (2,1) (0,2).
-    const Lanes diagonal = withoutLast(Lanes{1.0, 1.0, 1.0, 1.0} - (yzx * yzx + zxy * zxy) * kk);
-    const Lanes plus = (product + turn) * kk, difference = (product - turn) * kk;
+    // Elements (0,0) (1,1) (2,2) 0 but for k and 1; (2,0) (0,1) (1,2); (1,0) (2,1) (0,2).
+    const Lanes diagonal = withoutLast(-(yzx * yzx) - zxy * zxy),
+                kk = withoutLast(Lanes{k, k, k, k});
+    const Lanes plus = product + turn, difference = product - turn;
     const Lanes minus = __builtin_shufflevector(difference, difference, 1, 2, 0, 3);
     const Lanes d0 = __builtin_shufflevector(diagonal, plus, 0, 5, 2, 3);
     const Lanes d1 = __builtin_shufflevector(diagonal, plus, 0, 1, 6, 3);
     const Lanes d2 = __builtin_shufflevector(diagonal, plus, 4, 1, 2, 3);
-    store(m[0], {__builtin_shufflevector(d0, minus, 0, 1, 6, 3)});
-    store(m[1], {__builtin_shufflevector(d1, minus, 4, 1, 2, 3)});
-    store(m[2], {__builtin_shufflevector(d2, minus, 0, 5, 2, 3)});
+    const Lanes r0 = __builtin_shufflevector(d0, minus, 0, 1, 6, 3) * kk;
+    const Lanes r1 = __builtin_shufflevector(d1, minus, 4, 1, 2, 3) * kk;
+    const Lanes r2 = __builtin_shufflevector(d2, minus, 0, 5, 2, 3) * kk;
+    // Adding -0.0 changes nothing, whatever the sign of a zero.
+    store(m[0], {Lanes{1.0, -0.0, -0.0, 0.0} + r0});
+    store(m[1], {Lanes{-0.0, 1.0, -0.0, 0.0} + r1});
+    store(m[2], {Lanes{-0.0, -0.0, 1.0, 0.0} + r2});
     store(m[3], {Lanes{0.0, 0.0, 0.0, 1.0}});
 #else
-    const Pair yz = loadPair(array() + 2), squares = yz * yz;
-    const double xx = x * x, k = 2.0 / (w * w + xx + squares[0] + squares[1]);
-    const Pair kk = {k, k}, one = {1.0, 1.0}, product = Pair{x, x} * yz;
-    const Pair turn = reversed(Pair{w, w} * yz);
-    const Pair diagonal = one - (Pair{xx, xx} + reversed(squares)) * kk;  // (1,1) and (2,2)
-    const Pair plus = (product + turn) * kk;                              // (0,1) and (2,0)
-    const Pair minus = (product - turn) * kk;                             // (1,0) and (0,2)
-    const double last = y * z, turnX = w * x;
+    const double xx = x * x, yy = y * y, zz = z * z, xy = x * y, xz = x * z, yz = y * z;
+    const double wx = w * x, wy = w * y, wz = w * z;
+    setRow(m[0], 1.0 - (yy + zz) * k, (xy + wz) * k, (xz - wy) * k);
+    setRow(m[1], (xy - wz) * k, 1.0 - (xx + zz) * k, (yz + wx) * k);
+    setRow(m[2], (xz + wy) * k, (yz - wx) * k, 1.0 - (xx + yy) * k);
     setRow(m[3], 0.0, 0.0, 0.0, 1.0);
-    setRow(m[0], 1.0 - (squares[0] + squares[1]) * k, plus[0], minus[1]);
-    setRow(m[1], minus[0], diagonal[0], (last + turnX) * k);
-    setRow(m[2], plus[1], (last - turnX) * k, diagonal[1]);
 #endif
 }
 

@@ -89,6 +89,9 @@ class KELVO_API T4dDblVector {
     int operator==(const T4dDblVector& v) const { return x == v.x && y == v.y && z == v.z; }
     /// The negation of ==.
     int operator!=(const T4dDblVector& v) const { return !(*this == v); }
+    /// The same with the coordinates of a point.
+    int operator==(const T3dDblPoint& p) const;
+    int operator!=(const T3dDblPoint& p) const;
     /// 1 when the unit vectors of this and of v, or of this and of -v, are less than tol apart
     /// (a chord, about the angle in radians). Opposite directions count as parallel. Vectors of
     /// length 1e-9 or less are compared as they are.

@@ -5,20 +5,26 @@ namespace zoRTB {
 // One running emit(), on its stack. Whoever ends a connection corrects the emissions it touches, so
 // that none holds a callback or a signal that has gone.
 struct Emission {
-    Emission* outer;                  // running emission of the same signal around this one
-    Emission* outerOfSame = nullptr;  // the one around this that is calling the same callback
-    SignalBase* signal;               // null once the signal has died
-    FunctionBase* current = nullptr;  // being called; null once it has been deleted
-    FunctionBase* next;               // to be called after it; null: none
-    FunctionBase* last;               // the last one to be called; later ones are newer than emit()
+    Emission* const outer;  // the one around this, of whatever signal
+    SignalBase* signal;     // null once the signal has died
+    FunctionBase* current;  // being called; null once it has been deleted
+    FunctionBase* next;     // to be called after it; null: none
+    FunctionBase* last;     // the last one to be called; later ones are newer than emit()
 
-    explicit Emission(SignalBase& emitter);
+    Emission(SignalBase& emitter, FunctionBase* first, FunctionBase* newest);
     ~Emission();
-    FunctionBase& enter();
-    void leave();
+    bool advance() { return next && enterNext(); }
+    // Out of line: most signals have one callback, and most calls end no connection.
+    [[gnu::noinline]] bool enterNext();
+    [[gnu::noinline]] void leave();
+    static bool isCalling(const FunctionBase& callback);
 };
 
 namespace {
+
+// The innermost running emission of this thread. Emissions are few and short: looking through them
+// when a connection ends costs less than an entry in signal and callback for every emission.
+[[gnu::tls_model("initial-exec")]] thread_local Emission* t_running = nullptr;
 
 // Circular lists through two members of their items; the head is the first item.
 using Link = FunctionBase* FunctionBase::*;
@@ -41,7 +47,8 @@ void remove(FunctionBase*& head, FunctionBase& item, Link previous, Link next) {
 
 FunctionBase::~FunctionBase() {
     SignalBase::detach(*this);
-    for (Emission* e = running_; e; e = e->outerOfSame) e->current = nullptr;
+    for (Emission* e = t_running; e; e = e->outer)
+        if (e->current == this) e->current = nullptr;
 }
 
 void FunctionBase::release() {
@@ -51,7 +58,8 @@ void FunctionBase::release() {
 // Takes the callback out of both lists; running emissions pass over it.
 void SignalBase::detach(FunctionBase& callback) noexcept {
     if (SignalBase* emitter = callback.emitter_) {
-        for (Emission* e = emitter->emissions_; e; e = e->outer) {
+        for (Emission* e = t_running; e; e = e->outer) {
+            if (e->signal != emitter) continue;
             const bool wasLast = e->last == &callback;
             if (e->next == &callback) e->next = wasLast ? nullptr : callback.next_;
             if (wasLast) e->last = callback.previous_;
@@ -69,15 +77,12 @@ void SignalBase::detach(FunctionBase& callback) noexcept {
 // Ends a connection; the emission that is calling the callback releases it afterwards.
 void SignalBase::dispose(FunctionBase& callback) {
     detach(callback);
-    if (!callback.running_) callback.release();
+    if (!Emission::isCalling(callback)) callback.release();
 }
 
 SignalBase::~SignalBase() {
-    for (Emission* e = emissions_; e; e = e->outer) {
-        e->signal = nullptr;
-        e->next = nullptr;
-    }
-    emissions_ = nullptr;
+    for (Emission* e = t_running; e; e = e->outer)
+        if (e->signal == this) e->signal = nullptr, e->next = nullptr;
     // Destructors of callbacks may end further connections: look at the heads again each time.
     while (owned_) dispose(*owned_);
     while (callbacks_) dispose(*callbacks_);
@@ -99,44 +104,45 @@ void SignalBase::addCallback(FunctionBase* callback, SignalBase& owner) {
 
 void SignalBase::emitToAll(void* argument) {
     // The signal may be gone after any call; from here on only the emission looks at it.
-    Emission emission(*this);
-    while (emission.next) {
-        emission.enter().call(argument);
-        emission.leave();
-    }
+    Emission emission(*this, callbacks_, callbacks_->previous_);
+    do emission.current->call(argument);
+    while (emission.advance());
 }
 
-Emission::Emission(SignalBase& emitter)
-    : outer(emitter.emissions_),
+Emission::Emission(SignalBase& emitter, FunctionBase* first, FunctionBase* newest)
+    : outer(t_running),
       signal(&emitter),
-      next(emitter.callbacks_),
-      last(emitter.callbacks_->previous_) {
-    // Volatile, because compilers take this for an address that outlives its object.
-    Emission* volatile running = this;
-    emitter.emissions_ = running;
+      current(first),
+      next(first == newest ? nullptr : first->next_),
+      last(newest) {
+    t_running = this;
 }
 
 // Runs for exceptions too.
 Emission::~Emission() {
-    leave();
-    if (signal) signal->emissions_ = outer;
+    t_running = outer;
+    if (current && !current->emitter_) leave();
 }
 
-FunctionBase& Emission::enter() {
+bool Emission::enterNext() {
+    leave();
+    if (!next) return false;
     current = next;
     next = current == last ? nullptr : current->next_;
-    outerOfSame = current->running_;
-    current->running_ = this;
-    return *current;
+    return true;
 }
 
 // Releases the callback if its connection has ended and no emission is calling it any more.
 void Emission::leave() {
-    if (!current) return;
     FunctionBase* callback = current;
     current = nullptr;
-    callback->running_ = outerOfSame;
-    if (!callback->emitter_ && !callback->running_) callback->release();
+    if (callback && !callback->emitter_ && !isCalling(*callback)) callback->release();
+}
+
+bool Emission::isCalling(const FunctionBase& callback) {
+    for (const Emission* e = t_running; e; e = e->outer)
+        if (e->current == &callback) return true;
+    return false;
 }
 
 int SignalBase::numCallbacks() const noexcept {

@@ -109,15 +109,15 @@ History::Commands History::inOrder(const Groups& groups) {
 
 History::Range History::lastDoneStep() const {
     Range step = {done_, done_};
-    while (step.begin > 0 && (!step.filled || groups_[step.begin]->joined_))
-        if (Group* g = groups_[--step.begin]; g->count_ > 0) ++step.filled, step.last = g;
+    for (auto g = at(done_); step.begin > 0 && (!step.filled || (*g)->joined_); --step.begin)
+        if ((*--g)->count_ > 0) ++step.filled, step.last = *g;
     return step;
 }
 
 History::Range History::firstUndoneStep() const {
     Range step = {done_, done_};
-    while (step.end < groups_.size() && (!step.filled || groups_[step.end]->joined_))
-        if (Group* g = groups_[step.end++]; g->count_ > 0) ++step.filled, step.last = g;
+    for (auto g = at(done_); g != groups_.end() && (!step.filled || (*g)->joined_); ++g, ++step.end)
+        if ((*g)->count_ > 0) ++step.filled, step.last = *g;
     return step;
 }
 
@@ -141,14 +141,23 @@ bool History::hasRest(Range step) const {
 void History::recorded(Group& group, Command& command) {
     bytes_ += command.bytes_;
     filled_ += group.count_ == 1;
+    const bool undone = partial_ || done_ < groups_.size();
+    if (!undone && !beyondLimits()) {
+        enter(group, command);
+        return changed();
+    }
     Dropped dropped;
-    if (partial_ || done_ < groups_.size()) takeUndone(group, dropped);
+    if (undone) takeUndone(group, dropped);
+    enter(group, command);
+    takeBeyondLimits(dropped);
+    end(dropped);
+}
+
+void History::enter(Group& group, Command& command) {
     command.serial_ = ++serial_;
     command.before_ = state_;
     state_ = command.serial_;
     joinLaterGroups(group);
-    if (beyondLimits()) takeBeyondLimits(dropped);
-    end(dropped);
 }
 
 void History::removed(const Group& group, const Command& command) {

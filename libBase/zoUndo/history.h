@@ -88,6 +88,9 @@ class History {
         std::vector<std::unique_ptr<zoUndo::Command>> commands;  // undone ones
     };
 
+    auto at(std::size_t index) const {
+        return groups_.begin() + static_cast<std::ptrdiff_t>(index);
+    }
     Range lastDoneStep() const;
     Range firstUndoneStep() const;
     bool anyFilled(Range range) const;
@@ -97,11 +100,13 @@ class History {
     static Commands inOrder(const Groups& groups);
 
     bool play(const Range& step, bool undoing);
-    bool playCommands(const Range& step, bool undoing);
+    bool playGroups(const Range& step, bool undoing);
     bool playGroup(zoUndo::Group& group, bool undoing);
     bool playOne(zoUndo::Command& command, bool undoing);
-    void finishPlay(const Range& step);
+    void settle(const Range& step);
+    void finishPlay();
 
+    void enter(zoUndo::Group& group, zoUndo::Command& command);
     void takeUndone(zoUndo::Group& recording, Dropped& dropped);
     static void takeUndoneCommands(zoUndo::Group& group, Dropped& dropped);
     void joinLaterGroups(zoUndo::Group& group);

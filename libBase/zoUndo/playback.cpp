@@ -25,17 +25,23 @@ bool History::play(const Range& step, bool undoing) {
     bool whole = false;
     try {
         manager_.creationDisable_.emitValue(true);
-        whole = playCommands(step, undoing);
+        whole = step.filled == 1 ? playGroup(*step.last, undoing) : playGroups(step, undoing);
     } catch (...) {
-        finishPlay(step);
+        settle(step);
+        finishPlay();
         throw;
     }
-    finishPlay(step);
+    if (whole) {
+        done_ = undoing ? step.begin : step.end;
+        partial_ = false;
+    } else {
+        settle(step);
+    }
+    finishPlay();
     return whole;
 }
 
-bool History::playCommands(const Range& step, bool undoing) {
-    if (step.filled == 1) return playGroup(*step.last, undoing);
+bool History::playGroups(const Range& step, bool undoing) {
     const auto first = groups_.begin();
     Commands commands = inOrder(Groups(first + static_cast<std::ptrdiff_t>(step.begin),
                                        first + static_cast<std::ptrdiff_t>(step.end)));
@@ -68,7 +74,8 @@ bool History::playOne(Command& command, bool undoing) {
     return true;
 }
 
-void History::finishPlay(const Range& step) {
+// Where the history stands after a playback that did not come to its end.
+void History::settle(const Range& step) {
     bool anyDone = false, anyUndone = false;
     for (std::size_t i = step.begin; i < step.end; ++i)
         if (const Command* first = groups_[i]->commands_) {
@@ -77,6 +84,9 @@ void History::finishPlay(const Range& step) {
         }
     done_ = anyDone ? step.end : step.begin;
     partial_ = anyDone && anyUndone;
+}
+
+void History::finishPlay() {
     playing_ = false;
     manager_.creationDisable_.emitValue(false);
     if (played_) changed();

@@ -15,7 +15,10 @@ bool gainsByBlocks(int n, int p) {
 }
 
 // The same for steps that wait.
-constexpr int kSmallestDelayed = 120;
+bool gainsByWaiting(int n, int p) {
+    return std::min(n, p) >= 64 &&
+           static_cast<std::size_t>(n) * static_cast<std::size_t>(p) >= 120 * 120;
+}
 
 // Brings the initial columns to the front and the final ones to the back.
 void arrangeColumns(QrTask& t) {
@@ -53,7 +56,7 @@ void factorPlain(const QrTask& t) {
 }  // namespace
 
 std::size_t dqrdcScratch(int n, int p, int job) {
-    if (job != 0) return std::min(n, p) < kSmallestDelayed ? 0 : delayedQrWork(p);
+    if (job != 0) return gainsByWaiting(n, p) ? delayedQrWork(p) : 0;
     return gainsByBlocks(n, p) ? blockedQrWork(n) : 0;
 }
 

@@ -46,6 +46,9 @@ TEST(Points, DefaultsAndConversions) {
     T4dDblVector v;
     v = m;
     EXPECT_TRUE(v == T4dDblVector(1, 2, 3));
+    EXPECT_TRUE(v == p && p == v && !(v != p) && !(p != v));
+    v.z = 4;
+    EXPECT_TRUE(v != p && p != v && !(v == p) && !(p == v));
 }
 
 TEST(Points, WeightsAreDividedMultipliedOrKept) {

@@ -1,11 +1,13 @@
 // What could break here: the banded solver against a dense one when columns depend on each other,
 // the basis at its ends and joints, fits that should be exact, neighbours that are missed.
+#include <KelvoBase/ma_memory_manager.h>
 #include <KelvoBase/qr_svd.h>
 #include <gtest/gtest.h>
 
 #include <numeric>
 #include <random>
 
+#include "Base/zo_os_system.h"
 #include "examples/kelvofit/banded_least_squares.h"
 #include "examples/kelvofit/patch_fit.h"
 #include "examples/kelvofit/spline_fit.h"
@@ -153,6 +155,47 @@ TEST(SplineFit, FindsTheSurfaceThatThePointsComeFrom) {
             for (int j = 0; j < known.v().size(); ++j)
                 EXPECT_LT(length(known.control(i, j) - fit.surface.control(i, j)), 1e-12);
     }
+}
+
+bool isScratch(Workspace& array) {
+    return Ma_shrinkMmapMemory(array.data(), 0xFFFF0000) != 0;
+}
+
+// The block ends with its array; one that is too large for a block, or refused, is on the heap.
+TEST(Workspace, IsZeroAndWhereItWasWanted) {
+    Workspace heap(1000, Memory::kHeap), scratch(1000, Memory::kScratch);
+    EXPECT_FALSE(isScratch(heap));
+    EXPECT_TRUE(isScratch(scratch));
+    for (std::size_t i = 0; i < 1000; ++i) EXPECT_EQ(0, heap[i] + scratch[i]);
+    scratch[999] = 7;
+    double* const block = scratch.data();
+    heap = std::move(scratch);
+    EXPECT_EQ(7, heap[999]);
+    heap = Workspace();
+    EXPECT_EQ(0u, Ma_shrinkMmapMemory(block, 0xFFFF0000));
+    zoOS::Probes probes;
+    probes.sysInfo = [] { return zoOS::SysInfo(); };
+    zoOS::setProbes(&probes);
+    Workspace refused(1000, Memory::kScratch);
+    zoOS::setProbes(nullptr);
+    EXPECT_FALSE(isScratch(refused));
+    EXPECT_EQ(0, refused[999]);
+}
+
+TEST(SplineFit, IsTheSameInScratchMemory) {
+    Random random(11);
+    std::vector<Vec3> points;
+    while (points.size() < 3000) {  // with a hole, so that fairness has a part in it
+        const double x = uniform(random), y = uniform(random);
+        if (std::hypot(x, y) > 0.3) points.push_back({x, y, std::sin(3 * x) + y * y});
+    }
+    const Cloud cloud = cloudOf(points, 'z', "test");
+    const SplineFit heap = fitSpline(cloud, 17, 12);
+    const SplineFit scratch = fitSpline(cloud, 17, 12, Memory::kScratch);
+    EXPECT_LT(0, heap.weakColumns);
+    for (int i = 0; i < heap.surface.u().size(); ++i)
+        for (int j = 0; j < heap.surface.v().size(); ++j)
+            EXPECT_EQ(0, length(heap.surface.control(i, j) - scratch.surface.control(i, j)));
 }
 
 TEST(SplineFit, CoefficientsWithHardlyAnyPointsDoNotBlowUp) {

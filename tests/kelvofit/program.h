@@ -28,6 +28,8 @@ class Bench {
     Bench(const Bench&) = delete;
     Bench& operator=(const Bench&) = delete;
 
+    /// Its full path.
+    std::string directory() const { return (dir_ / "work").string(); }
     void write(const std::string& name, const std::string& content) const;
     std::string read(const std::string& name) const;
     bool exists(const std::string& name) const;

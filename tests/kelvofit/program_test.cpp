@@ -29,6 +29,18 @@ std::string lines(const std::string& before, const std::vector<std::string>& poi
 const std::string kGood = lines("", bowl(), "");
 const std::string kPlyVertices = "ply\nformat ascii 1.0\nelement vertex 25\n";
 
+TEST(KelvofitInput, ScratchMemoryChangesNothing) {
+    const Bench bench;
+    bench.write("a.xyz", kGood);
+    for (const char* name : {"heap", "scratch"}) {
+        std::vector<std::string> arguments = {"-q", "-o", name, "a.xyz"};
+        if (name[0] == 's') arguments.push_back("--scratch");
+        EXPECT_EQ(0, bench.run(arguments).code);
+    }
+    EXPECT_NE("", bench.read("heap/net.obj"));
+    EXPECT_EQ(bench.read("heap/net.obj"), bench.read("scratch/net.obj"));
+}
+
 TEST(KelvofitInput, FaultsAreNamedWithTheirPlaceAndNothingIsWritten) {
     const std::string patch = "p 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 ";
     const struct {
@@ -203,6 +215,7 @@ TEST(KelvofitCommandLine, SenselessOnesAreRefused) {
         {{"--axis", "x", "a.patches"}, "--axis is of no use with .patches"},
         {{"--method", "lu", "a.xyz"}, "--method: 'lu' is not qr, cholesky or auto"},
         {{"--method", "qr", "a.patches"}, "--method is of no use with .patches"},
+        {{"--scratch", "a.patches"}, "--scratch is of no use with .patches"},
         {{"--up", "x", "a.xyz"}, "--up: 'x' is not y or z"},
         {{"--scale", "0", "a.xyz"}, "--scale: '0' is not a number from 0.0001 to 10000"},
         {{"--scale", "-1", "a.xyz"}, "--scale: '-1' is not a number from 0.0001 to 10000"},
@@ -229,9 +242,9 @@ TEST(KelvofitCommandLine, SenselessOnesAreRefused) {
     const Outcome help = bench.run({"--help"});
     EXPECT_EQ(0, help.code);
     for (const char* option :
-         {"--out", "--tolerance", "--max-spans", "--axis", "--noise", "--seed", "--samples",
-          "--unit", "--rotate", "--scale", "--pivot", "--move", "--up", "--turntable", "--edit",
-          "--debug", "--method", "--quiet", "--version"})
+         {"--out",  "--tolerance", "--max-spans", "--axis",   "--noise", "--seed",  "--samples",
+          "--unit", "--rotate",    "--scale",     "--pivot",  "--move",  "--up",    "--turntable",
+          "--edit", "--debug",     "--project",   "--method", "--name",  "--quiet", "--version"})
         EXPECT_NE(std::string::npos, help.out.find(option)) << option;
 }
 

@@ -64,11 +64,40 @@ TEST(FileCopy, KeepsHoles) {
     EXPECT_EQ(contentOf(directory / "from"), contentOf(directory / "to"));
 }
 
+// These differ in what they answer when they are asked for data and holes.
 TEST(FileCopy, ReadsFilesThatTellNoSize) {
     const TemporaryDirectory directory;
-    ASSERT_EQ(0, copyCode("/proc/version", directory / "to", false));
-    EXPECT_EQ(contentOf("/proc/version"), contentOf(directory / "to"));
-    EXPECT_NE("", contentOf(directory / "to"));
+    for (const char* file : {"/proc/version", "/proc/self/cmdline", "/proc/sys/kernel/ostype",
+                             "/sys/devices/system/cpu/possible"}) {
+        SCOPED_TRACE(file);
+        ASSERT_EQ(0, copyCode(file, directory / "to", true));
+        EXPECT_EQ(contentOf(file), contentOf(directory / "to"));
+        EXPECT_NE("", contentOf(directory / "to"));
+    }
+}
+
+// So nothing can stay when the process dies meanwhile.
+TEST(FileCopy, HasNoNameBeforeItIsComplete) {
+    const TemporaryDirectory directory;
+    const int unnamed = open(directory.path().c_str(), O_RDWR | O_TMPFILE, 0600);
+    if (unnamed < 0) GTEST_SKIP() << "the file system has no files without a name";
+    close(unnamed);
+    writeFile(directory / "from", std::string(4 << 20, 'x'));
+    std::atomic<bool> stop{false};
+    std::atomic<int> seen{0};
+    std::string wrong;
+    std::thread watcher([&] {
+        for (; !stop; ++seen)
+            if (const auto names = directory.list(); names != "from" && names != "from to")
+                wrong = names;
+    });
+    for (int i = 0; i < 30 || seen < 30; ++i) {
+        EXPECT_EQ(0, copyCode(directory / "from", directory / "to", false));
+        unlink((directory / "to").c_str());
+    }
+    stop = true;
+    watcher.join();
+    EXPECT_EQ("", wrong);
 }
 
 TEST(FileCopy, RefusesAndLeavesAllAsItWas) {
@@ -84,14 +113,15 @@ TEST(FileCopy, RefusesAndLeavesAllAsItWas) {
         const char* to;
         bool overwrite;
         int code;
-    } rows[] = {{"a", "a", true, EINVAL},       {"a", "dir/../a", true, EINVAL},
-                {"a", "hard", true, EINVAL},    {"a", "soft", true, EINVAL},
-                {"soft", "a", true, EINVAL},    {"soft", "hard", false, EINVAL},
-                {"a", "other", false, EEXIST},  {"a", "dir", true, EISDIR},
-                {"a", "dir", false, EEXIST},    {"dir", "b", true, EISDIR},
-                {"pipe", "b", true, ENOTSUP},   {"absent", "b", true, ENOENT},
-                {"absent", "a", true, ENOENT},  {"a", "no/b", true, ENOENT},
-                {"a", "other/b", true, ENOTDIR}};
+    } rows[] = {{"a", "a", true, EINVAL},        {"a", "dir/../a", true, EINVAL},
+                {"a", "hard", true, EINVAL},     {"a", "soft", true, EINVAL},
+                {"soft", "a", true, EINVAL},     {"soft", "hard", false, EINVAL},
+                {"a", "other", false, EEXIST},   {"a", "dir", true, EISDIR},
+                {"a", "dir", false, EEXIST},     {"dir", "b", true, EISDIR},
+                {"pipe", "b", true, ENOTSUP},    {"absent", "b", true, ENOENT},
+                {"absent", "a", true, ENOENT},   {"a", "no/b", true, ENOENT},
+                {"a", "other/b", true, ENOTDIR}, {"a", "pipe", true, ENOTSUP},
+                {"a", "pipe", false, EEXIST}};
     const std::string names = directory.list();
     for (const auto& row : rows) {
         SCOPED_TRACE(testing::Message() << row.from << " to " << row.to);

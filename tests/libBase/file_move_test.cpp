@@ -6,8 +6,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <string>
+#include <thread>
 
 #include "Base/zo_os_file.h"
 #include "tests/support/temporary_directory.h"
@@ -52,6 +54,10 @@ TEST(FileMove, RenamesWithinAFileSystem) {
     EXPECT_EQ("b link", directory.list("u"));
     EXPECT_EQ(EINVAL, moveCode(directory / "u", directory / "u/v", false));
     EXPECT_EQ(ENOENT, zoOS::fileMove(nullptr, nullptr, true).code());
+    ASSERT_EQ(0, mkfifo((directory / "pipe").c_str(), 0600));
+    EXPECT_EQ(ENOTSUP, moveCode(directory / "u/b", directory / "pipe", true));
+    EXPECT_EQ("pipe u", directory.list());
+    EXPECT_EQ("b link", directory.list("u"));
 }
 
 TEST(FileMove, RefusesAFileOntoItself) {
@@ -106,6 +112,31 @@ TEST_F(FileMoveAcross, AFullDiskLosesNothing) {
         EXPECT_EQ("before", contentOf(other + "/to"));
         EXPECT_EQ("to", directory.list("tmpfs"));
     }
+}
+
+// Its writer has it open and would go on writing into nothing.
+TEST_F(FileMoveAcross, AFileThatGrowsStays) {
+    const std::string file = directory / "growing";
+    for (int i = 0; i < 100; ++i) {
+        writeFile(file, std::string(512 << 10, 'x'));
+        std::atomic<bool> stop{false};
+        std::thread writer([&] {
+            const int out = open(file.c_str(), O_WRONLY | O_APPEND);
+            for (int k = 0; k < 5000 && !stop; ++k) EXPECT_EQ(1, write(out, "y", 1));
+            close(out);
+        });
+        const int code = moveCode(file, other + "/to", true);
+        stop = true;
+        writer.join();
+        if (code == EBUSY) {
+            EXPECT_LE(512u << 10, contentOf(file).size());
+            EXPECT_EQ("", directory.list("tmpfs"));
+            return;
+        }
+        ASSERT_EQ(0, code);
+        ASSERT_EQ(0, unlink((other + "/to").c_str()));
+    }
+    FAIL() << "never noticed";
 }
 
 // A mounted file can be read but neither renamed nor deleted.

@@ -2,6 +2,7 @@
 // for a writable directory, names lost while a directory is read.
 #include <dirent.h>
 #include <gtest/gtest.h>
+#include <sys/mount.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -14,6 +15,7 @@
 
 namespace {
 
+using kelvo::test::SmallDisk;
 using kelvo::test::TemporaryDirectory;
 using kelvo::test::writeFile;
 using zoOS::File;
@@ -85,6 +87,21 @@ TEST(FileQuery, PermissionBitsCountForRootToo) {
         FileStatus status;
         EXPECT_FALSE(File(zoString::IString(path.c_str())).query(status, false));
         EXPECT_EQ((mode & 0200) != 0, status.isWritable());
+    }
+}
+
+TEST(FileQuery, NobodyMayWriteToAReadOnlyDisk) {
+    const TemporaryDirectory directory;
+    const SmallDisk disk(directory.path(), 1 << 20);
+    if (!disk.mounted()) GTEST_SKIP() << "needs the right to mount a file system";
+    writeFile(directory / "file", "x");
+    FileStatus status;
+    for (const unsigned long readOnly : {0ul, 0ul + MS_RDONLY}) {
+        ASSERT_EQ(0, mount(nullptr, directory.path().c_str(), nullptr, MS_REMOUNT | readOnly, ""));
+        for (const std::string& path : {directory.path(), directory / "file"}) {
+            EXPECT_FALSE(File(path).query(status, false));
+            EXPECT_EQ(readOnly == 0, status.isWritable()) << path;
+        }
     }
 }
 

@@ -120,7 +120,15 @@ TEST_F(Process, SurroundingsOfTheProgram) {
     const std::string here = fs::current_path().string() + "\n";
     EXPECT_EQ(outputOf("pwd -P"), here);
     EXPECT_EQ(outputOf("pwd -P", "/usr"), "/usr\n");
+    EXPECT_EQ(outputOf("pwd -P", "C:\\usr\\"), "/usr\n");
     EXPECT_EQ(fs::current_path().string() + "\n", here);
+    // The program's path is mapped, what it is told is not.
+    int code = -2;
+    EXPECT_FALSE(sync({"C:\\bin\\sh", "-c", "test \"$0\" = 'C:\\x'", "C:\\x"}, code));
+    EXPECT_EQ(code, 0);
+    EXPECT_FALSE(sync({"bin\\true"}, code, "\\"));
+    EXPECT_FALSE(async({"C:\\bin\\true"}, "C:"));
+    EXPECT_EQ(async({"C:\\bin\\none"}).code(), ENOENT);
 
     const int inherited = open("/dev/null", O_RDONLY);  // on purpose without O_CLOEXEC
     sigset_t some, before;

@@ -1,7 +1,11 @@
-// What could break: an object deleted too early, twice or never; a copy that takes the count along.
+// What could break: an object deleted too early, twice or never; a copy that takes the count along;
+// counts lost between threads.
 #include "Base/zo.h"
 
 #include <gtest/gtest.h>
+
+#include <thread>
+#include <vector>
 
 namespace {
 
@@ -39,6 +43,24 @@ TEST(ReferenceCount, CopiesAndAssignmentsKeepTheirOwnCount) {
     *copy = *original;
     EXPECT_EQ(1, copy->referenceCount());
     EXPECT_EQ(2, original->referenceCount());
+}
+
+// Counted plainly before the first thread starts, atomically from then on.
+TEST(ReferenceCount, HandlesMayBeCopiedByThreads) {
+    int deleted = 0;
+    {
+        const zo::Reference<Item> shared(new Item(&deleted));
+        std::vector<std::thread> threads;
+        for (int t = 0; t < 3; ++t)
+            threads.emplace_back([shared] {
+                for (int i = 0; i < 200000; ++i) zo::Reference<Item> another(shared);
+            });
+        for (std::thread& t : threads) t.join();
+        threads.clear();
+        EXPECT_EQ(1, shared->referenceCount());
+        EXPECT_EQ(0, deleted);
+    }
+    EXPECT_EQ(1, deleted);
 }
 
 }  // namespace

@@ -16,5 +16,6 @@
 #include "Base/zo_os_view.h"
 #include "Base/zo_rtb.h"
 #include "Base/zo_string.h"
+#include "Base/zo_tcp.h"
 #include "Base/zo_undo.h"
 #include "Base/zo_util.h"

@@ -3,6 +3,8 @@
 //      message for people that names the file.
 //   2. No operation leaves a half-written target: until the last step the target is what it was,
 //      from then on it is complete, also for a program that reads it meanwhile and after a crash.
+//      A process that dies leaves no other file behind where the file system has files without a
+//      name; elsewhere one whose name begins with ".copy-" may stay.
 #pragma once
 
 #include <cstdint>
@@ -21,8 +23,9 @@ class BASE_API FileStatus {
     bool isDirectory() const noexcept { return type_ == kDirectory; }
     /// A regular file: no directory, link, device, pipe or socket.
     bool isFile() const noexcept { return type_ == kFile; }
-    /// Whether this process may write. Its permission bits must allow it to someone even when the
-    /// user is root, for whom the system itself never refuses.
+    /// Whether this process may write: not on a disk that is mounted for reading only. The
+    /// permission bits must allow it to someone even when the user is root, for whom the system
+    /// itself never looks at them.
     bool isWritable() const noexcept { return writable_; }
     /// Bytes; 0 when there is no file.
     std::int64_t size() const noexcept { return size_; }
@@ -67,18 +70,27 @@ BASE_API zoUtil::Error makeDirectory(const char* path);
 /// Removes a file or a link, not a directory. ENOENT when it is absent.
 BASE_API zoUtil::Error fileDelete(const char* path);
 
-/// Copies the content, permission bits and times of a regular file; holes stay holes. An existing
-/// target is replaced when `overwrite` is set, else the error is EEXIST; a link as target keeps
-/// pointing at the file that is replaced. EINVAL for a file onto itself, by whatever names or
-/// links. On success the copy is on the disk; on an error the target is as before.
+/// Copies the content, permission bits and times of a regular file, as far as the file system has
+/// them; holes stay holes. An existing target is replaced when `overwrite` is set, else the error
+/// is EEXIST; a link as target keeps pointing at the file that is replaced, one that leads nowhere
+/// is replaced itself. EINVAL for a file onto itself, by whatever names or links; ENOTSUP for a
+/// device, pipe or socket on either side. On success the copy is on the disk; on an error the target
+/// is as before.
 BASE_API zoUtil::Error fileCopy(const char* from, const char* to, bool overwrite);
 
 /// Gives a file, a link or a directory another name. An existing target is replaced when
 /// `overwrite` is set, else the error is EEXIST. To another file system a file is copied and then
-/// deleted (a link is made anew; a directory is refused with EXDEV). EINVAL for a file onto itself.
+/// deleted (a link is made anew; a directory is refused with EXDEV; a file that is being written to
+/// with EBUSY). EINVAL for a file onto itself, ENOTSUP for a device, pipe or socket as target.
 /// After an error the file still is where it was; only when it could not be deleted there after
 /// copying over an existing target are there two, and the message says so.
 BASE_API zoUtil::Error fileMove(const char* from, const char* to, bool overwrite);
+
+/// Reads the first `limit` bytes, or what there is, of a small file that tells this process what to
+/// do. It must be a regular file that belongs to this user and that nobody else may write (EPERM);
+/// a link is not followed (ELOOP), and a pipe or device is refused without waiting for it. After an
+/// error `content` is what it was.
+BASE_API zoUtil::Error readOwnFile(const char* path, int limit, zoString::CString& content);
 
 /// Goes through the names in a directory.
 class BASE_API DirectorySearch {

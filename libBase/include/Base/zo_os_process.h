@@ -1,7 +1,8 @@
 // Running other programs.
 //   1. arguments[0] is the path of the program, the others are its arguments. No shell reads them
 //      and no search path is used: every argument arrives byte for byte, empty ones too. One with a
-//      zero byte inside cannot be passed and is refused.
+//      zero byte inside cannot be passed and is refused. The paths of the program and of the
+//      working directory go through nativePath.
 //   2. The program gets this environment, an empty signal mask, the default action for SIGPIPE and
 //      SIGCHLD, and no open file of this process beyond stdin, stdout and stderr.
 //   3. An empty working directory keeps the current one. In another one, a relative program path is

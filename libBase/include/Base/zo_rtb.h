@@ -50,7 +50,6 @@ class BASE_API FunctionBase {
     FunctionBase* next_ = nullptr;
     FunctionBase* ownedPrevious_ = nullptr;
     FunctionBase* ownedNext_ = nullptr;
-    Emission* running_ = nullptr;  // borrowed; innermost emission that is calling this
 };
 
 /// Something that callbacks can be connected to, or that owns connections, or both. Connections
@@ -85,14 +84,12 @@ class BASE_API SignalBase {
 
   private:
     friend class FunctionBase;
-    friend struct Emission;
     static void detach(FunctionBase& callback) noexcept;
     static void dispose(FunctionBase& callback);
     void emitToAll(void* argument);
 
     FunctionBase* callbacks_ = nullptr;  // owned; the first one
     FunctionBase* owned_ = nullptr;      // borrowed; first callback whose connection ends with us
-    Emission* emissions_ = nullptr;      // borrowed; innermost running one
 };
 
 /// Calls a function with the emitted value of type A.

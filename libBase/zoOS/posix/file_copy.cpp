@@ -7,13 +7,13 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <cstdio>
 #include <cstdlib>
 #include <limits>
 #include <memory>
 
 #include "Base/zo_os_file.h"
 #include "Base/zo_os_path.h"
+#include "libBase/zoOS/posix/new_file.h"
 #include "libBase/zoOS/posix/system_error.h"
 
 using zoString::CString;
@@ -26,18 +26,6 @@ constexpr off_t kLargestStep = off_t{1} << 30;  // bytes that one system call co
 constexpr off_t kEndOfFile = std::numeric_limits<off_t>::max();
 constexpr mode_t kPermissions = S_IRWXU | S_IRWXG | S_IRWXO | S_ISVTX;
 constexpr mode_t kIdentity = S_ISUID | S_ISGID;
-
-std::string directoryOf(const std::string& path) {
-    const std::size_t slash = path.rfind('/');
-    return slash == std::string::npos ? "./" : path.substr(0, slash + 1);
-}
-
-// Makes a change of names outlive a crash. A directory that cannot be opened or synchronised is no
-// reason to call the operation failed: it has been done.
-void syncDirectoryOf(const std::string& path) {
-    const Descriptor directory(open(directoryOf(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (directory) fsync(directory.get());
-}
 
 int writeAll(int to, const char* bytes, std::size_t count, off_t at) {
     while (count > 0) {
@@ -81,50 +69,57 @@ int copyRange(int from, int to, off_t at, off_t end) {
 }
 
 // Copies all data; what the source has as holes becomes holes.
-int copyContent(int from, int to) {
+int copyContent(int from, const struct stat& source, int to) {
+    // Files that are made up as they are read know neither holes nor their size.
+    if (source.st_size == 0) return copyThroughMemory(from, to, 0, kEndOfFile);
     if (ioctl(to, FICLONE, from) == 0) return 0;
     off_t end = 0;
     for (;;) {
         const off_t data = lseek(from, end, SEEK_DATA);
         if (data < 0 && errno == ENXIO) break;  // nothing but a hole from here
         const off_t hole = data >= 0 ? lseek(from, data, SEEK_HOLE) : -1;
-        // Files that are made up as they are read know neither holes nor their size.
         if (hole < 0) return copyThroughMemory(from, to, end, kEndOfFile);
         const int error = copyRange(from, to, data, hole);
         if (error != 0) return error;
         end = hole;
     }
-    struct stat source;
-    if (fstat(from, &source) != 0) return errno;
-    return source.st_size > end && ftruncate(to, source.st_size) != 0 ? errno : 0;
+    struct stat now;
+    if (fstat(from, &now) != 0) return errno;
+    return now.st_size > end && ftruncate(to, now.st_size) != 0 ? errno : 0;
+}
+
+// Some file systems, those of memory sticks for instance, have no such attributes: the copy is as
+// good as it can be there.
+int unlessUnknownThere(int done) {
+    return done == 0 || errno == EPERM || errno == EOPNOTSUPP || errno == ENOSYS ? 0 : errno;
 }
 
 // The set-user and set-group bits would give rights to whoever the file belongs to now.
-int copyAttributes(const struct stat& source, int to, Owner owner) {
-    const bool kept = owner == Owner::kKept && fchown(to, source.st_uid, source.st_gid) == 0;
+int copyAttributes(const struct stat& source, int to, Purpose purpose) {
+    const bool kept = purpose == Purpose::kMove && fchown(to, source.st_uid, source.st_gid) == 0;
     const mode_t mode = source.st_mode & (kept ? kPermissions | kIdentity : kPermissions);
-    if (fchmod(to, mode) != 0) return errno;
+    const int error = unlessUnknownThere(fchmod(to, mode));
+    if (error != 0) return error;
     const std::array<timespec, 2> times = {source.st_atim, source.st_mtim};
-    return futimens(to, times.data()) != 0 ? errno : 0;
+    return unlessUnknownThere(futimens(to, times.data()));
 }
 
-int fillCopy(int from, Descriptor& to, Owner owner) {
+bool hasChanged(const struct stat& before, int file) {
+    struct stat now;
+    return fstat(file, &now) != 0 || now.st_size != before.st_size ||
+           now.st_mtim.tv_sec != before.st_mtim.tv_sec ||
+           now.st_mtim.tv_nsec != before.st_mtim.tv_nsec;
+}
+
+int fillCopy(int from, int to, Purpose purpose) {
     struct stat source;
     if (fstat(from, &source) != 0) return errno;
-    int error = copyContent(from, to.get());
-    if (error == 0) error = copyAttributes(source, to.get(), owner);
-    if (error == 0 && fsync(to.get()) != 0) error = errno;
-    if (to.close() != 0 && error == 0) error = errno;
+    int error = copyContent(from, source, to);
+    if (error == 0) error = copyAttributes(source, to, purpose);
+    if (error == 0 && fsync(to) != 0) error = errno;
+    // What was written after we have read it would go with the first file.
+    if (error == 0 && purpose == Purpose::kMove && hasChanged(source, from)) error = EBUSY;
     return error;
-}
-
-// Renaming without overwriting, for file systems that have no such call.
-int renameIfFree(const std::string& from, const std::string& to) {
-    if (link(from.c_str(), to.c_str()) == 0) return unlink(from.c_str()) == 0 ? 0 : errno;
-    if (errno != EPERM && errno != EOPNOTSUPP && errno != EMLINK) return errno;
-    struct stat there;
-    if (lstat(to.c_str(), &there) == 0) return EEXIST;
-    return std::rename(from.c_str(), to.c_str()) == 0 ? 0 : errno;
 }
 
 }  // namespace
@@ -133,37 +128,25 @@ bool isSameFile(const struct stat& a, const struct stat& b) {
     return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
 }
 
-int rename(const std::string& from, const std::string& to, bool overwrite) {
-    int error = 0;
-    if (overwrite) {
-        if (std::rename(from.c_str(), to.c_str()) != 0) error = errno;
-    } else if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) != 0) {
-        error = errno == EINVAL || errno == ENOSYS ? renameIfFree(from, to) : errno;
-    }
-    if (error == 0) syncDirectoryOf(to);
-    return error;
+bool isReplaceable(const struct stat& target) {
+    return S_ISREG(target.st_mode) || S_ISDIR(target.st_mode) || S_ISLNK(target.st_mode);
 }
 
-std::string temporaryNameFor(const std::string& target) {
-    std::string name = directoryOf(target) + ".copy-XXXXXX";
-    zoOS::makeUniqueName(name.data());
-    return name;
-}
-
-int copyTo(const std::string& target, int from, bool overwrite, Owner owner) {
-    static constexpr int kTries = 8;  // another process may take the name first
-    std::string name;
-    Descriptor to;
-    for (int i = 0; i < kTries && !to; ++i) {
-        name = temporaryNameFor(target);
-        to = Descriptor(open(name.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
-        if (!to && errno != EEXIST) return errno;
+int copyTo(const std::string& target, int from, bool overwrite, Purpose purpose) {
+    {
+        NewFile unnamed(target);
+        if (unnamed.createUnnamed() == 0) {
+            int error = fillCopy(from, unnamed.descriptor(), purpose);
+            if (error != 0) return error;
+            error = unnamed.place(overwrite);
+            // Where unnamed files never get a name there is the other way.
+            if (error != EPERM && error != ENOENT && error != EOPNOTSUPP) return error;
+        }
     }
-    if (!to) return EEXIST;
-    int error = fillCopy(from, to, owner);
-    if (error == 0) error = rename(name, target, overwrite);
-    if (error != 0) unlink(name.c_str());
-    return error;
+    NewFile named(target);
+    int error = named.createNamed();
+    if (error == 0) error = fillCopy(from, named.descriptor(), purpose);
+    return error == 0 ? named.place(overwrite) : error;
 }
 
 }  // namespace kelvo::zoos
@@ -174,8 +157,10 @@ namespace {
 using kelvo::zoos::Descriptor;
 
 Error notCopied(int error, const char* from, const char* to) {
-    return Error(error, "cannot copy \"%s\" to \"%s\": %s", from, to,
-                 error == EINVAL ? "both are the same file" : std::strerror(error));
+    const char* const why = error == EINVAL    ? "both are the same file"
+                            : error == ENOTSUP ? "the target is no file"
+                                               : std::strerror(error);
+    return Error(error, "cannot copy \"%s\" to \"%s\": %s", from, to, why);
 }
 
 // The file that a link leads to; the path itself when it is no link or leads nowhere.
@@ -192,7 +177,8 @@ int checkTarget(const struct stat& source, const std::string& target, bool overw
     if (kelvo::zoos::isSameFile(source, found)) return EINVAL;
     if (!overwrite) return EEXIST;
     if (S_ISDIR(found.st_mode)) return EISDIR;
-    return access(target.c_str(), W_OK) == 0 ? 0 : errno;
+    if (!kelvo::zoos::isReplaceable(found)) return ENOTSUP;
+    return faccessat(AT_FDCWD, target.c_str(), W_OK, AT_EACCESS) == 0 ? 0 : errno;
 }
 
 }  // namespace
@@ -209,7 +195,7 @@ Error fileCopy(const char* from, const char* to, bool overwrite) {
     int error = checkTarget(status, target, overwrite);
     if (error == 0)
         error = kelvo::zoos::copyTo(throughLinks(target), source.get(), overwrite,
-                                    kelvo::zoos::Owner::kOurs);
+                                    kelvo::zoos::Purpose::kCopy);
     return error == 0 ? Error() : notCopied(error, from, to != nullptr ? to : "");
 }
 

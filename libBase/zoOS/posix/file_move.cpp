@@ -10,6 +10,7 @@
 #include "Base/zo_os_file.h"
 #include "Base/zo_os_path.h"
 #include "libBase/zoOS/posix/file_copy.h"
+#include "libBase/zoOS/posix/new_file.h"
 #include "libBase/zoOS/posix/system_error.h"
 
 using kelvo::zoos::Descriptor;
@@ -36,6 +37,12 @@ bool exists(const std::string& path) {
     return lstat(path.c_str(), &status) == 0;
 }
 
+// A slip such as "/dev/null" as target must not cost the system its device.
+bool isProtected(const std::string& path) {
+    struct stat status;
+    return lstat(path.c_str(), &status) == 0 && !kelvo::zoos::isReplaceable(status);
+}
+
 int copyLink(const std::string& from, const std::string& to, bool overwrite) {
     std::string text(PATH_MAX, '\0');
     const ssize_t length = readlink(from.c_str(), text.data(), text.size());
@@ -51,7 +58,7 @@ int copyLink(const std::string& from, const std::string& to, bool overwrite) {
 int copyFile(const std::string& from, const std::string& to, bool overwrite) {
     const Descriptor source(open(from.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOFOLLOW));
     if (!source) return errno;
-    return kelvo::zoos::copyTo(to, source.get(), overwrite, kelvo::zoos::Owner::kKept);
+    return kelvo::zoos::copyTo(to, source.get(), overwrite, kelvo::zoos::Purpose::kMove);
 }
 
 // Whether a file could be deleted, as far as its directory tells; asked before a target is
@@ -59,7 +66,7 @@ int copyFile(const std::string& from, const std::string& to, bool overwrite) {
 int checkDeletable(const std::string& path) {
     const std::size_t slash = path.rfind('/');
     const std::string directory = slash == std::string::npos ? "./" : path.substr(0, slash + 1);
-    return access(directory.c_str(), W_OK | X_OK) == 0 ? 0 : errno;
+    return faccessat(AT_FDCWD, directory.c_str(), W_OK | X_OK, AT_EACCESS) == 0 ? 0 : errno;
 }
 
 // To another file system.
@@ -98,6 +105,8 @@ Error fileMove(const char* from, const char* to, bool overwrite) {
     if (from == nullptr) from = "";
     if (to == nullptr) to = "";
     if (areSameFile(source, target)) return notMoved(EINVAL, "both are the same file", from, to);
+    if (overwrite && isProtected(target))
+        return notMoved(ENOTSUP, "the target is neither file nor link nor directory", from, to);
     const int error = kelvo::zoos::rename(source, target, overwrite);
     if (error == 0) return Error();
     if (error == EXDEV) return moveAcross(source, target, overwrite, from, to);

@@ -1,5 +1,6 @@
 // Asking about files and directories, and making directories.
 #include <dirent.h>
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -20,10 +21,10 @@ namespace {
 
 constexpr mode_t kEverybody = 0777;  // less what the process's mask takes away
 
-// The system lets root write wherever it likes; then the permission bits decide.
-bool mayWrite(const char* path, mode_t mode) {
-    if (geteuid() == 0) return (mode & (S_IWUSR | S_IWGRP | S_IWOTH)) != 0;
-    return access(path, W_OK) == 0;
+// The system lets root write wherever the disk can be written; then the permission bits decide.
+bool mayWrite(const char* path, mode_t mode, bool ofLink) {
+    if (geteuid() == 0 && (mode & (S_IWUSR | S_IWGRP | S_IWOTH)) == 0) return false;
+    return faccessat(AT_FDCWD, path, W_OK, AT_EACCESS | (ofLink ? AT_SYMLINK_NOFOLLOW : 0)) == 0;
 }
 
 bool isDirectory(const char* path) {
@@ -66,7 +67,7 @@ Error File::query(FileStatus& status, bool ofLink) const {
     }
     status.type_ = found.st_mode & S_IFMT;
     status.size_ = found.st_size;
-    status.writable_ = mayWrite(native.c_str(), found.st_mode);
+    status.writable_ = mayWrite(native.c_str(), found.st_mode, ofLink);
     return Error();
 }
 

@@ -98,6 +98,18 @@ std::string groupOfProcess(bool unified) {
     return "/";
 }
 
+// A path out of a table of mounts, where blanks and backslashes stand as three octal digits.
+std::string unescaped(const std::string& text) {
+    std::string path;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const bool escape = text[i] == '\\' && i + 3 < text.size() &&
+                            text.find_first_not_of("01234567", i + 1) >= i + 4;
+        path += escape ? static_cast<char>(std::stoi(text.substr(i + 1, 3), nullptr, 8)) : text[i];
+        if (escape) i += 3;
+    }
+    return path;
+}
+
 // Lines "id parent device root mountpoint options [more...] - type source options".
 GroupPlace findGroups(bool unified) {
     std::ifstream in(systemPath("/proc/self/mountinfo"));
@@ -110,6 +122,8 @@ GroupPlace findGroups(bool unified) {
         head >> skipped >> skipped >> skipped >> place.mountedRoot >> place.mountPoint;
         tail >> type >> source >> options;
         if (unified ? type == "cgroup2" : type == "cgroup" && listsMemory(options)) {
+            place.mountedRoot = unescaped(place.mountedRoot);
+            place.mountPoint = unescaped(place.mountPoint);
             place.group = groupOfProcess(unified);
             return place;
         }
@@ -125,6 +139,8 @@ std::vector<std::string> groupDirectories(const GroupPlace& place) {
     const std::string& root = place.mountedRoot;
     if (root != "/" && (below + "/").compare(0, root.size() + 1, root + "/") == 0)
         below.erase(0, root.size());
+    // Above or beside all that is mounted here: then only what is mounted tells of limits.
+    if ((below + "/").compare(0, 4, "/../") == 0) below.clear();
     std::vector<std::string> directories;
     for (;;) {
         directories.push_back(systemPath(place.mountPoint + below));

@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "Base/zo_os_path.h"
 #include "Base/zo_os_process.h"
 
 using zoString::CString;
@@ -39,7 +40,7 @@ class SpawnPlan {
     SpawnPlan(const SpawnPlan&) = delete;
     SpawnPlan& operator=(const SpawnPlan&) = delete;
 
-    int prepare(const Filename& directory, bool detached) {
+    int prepare(const CString& directory, bool detached) {
         sigset_t none, usual;
         sigemptyset(&none);
         sigemptyset(&usual);
@@ -53,13 +54,15 @@ class SpawnPlan {
         if (error == 0 && detached) error = silence();
         if (error == 0) error = closeOthers();
         if (error == 0 && !directory.isEmpty())
-            error = posix_spawn_file_actions_addchdir_np(&actions_, directory.path().c_str());
+            error = posix_spawn_file_actions_addchdir_np(&actions_, directory.c_str());
         return error;
     }
 
-    int start(const Arguments& arguments, pid_t& pid) const {
+    // The program sees the path that it was started by as its name.
+    int start(const CString& program, const Arguments& arguments, pid_t& pid) const {
         std::vector<char*> words;
         for (const CString& word : arguments) words.push_back(const_cast<char*>(word.c_str()));
+        words[0] = const_cast<char*>(program.c_str());
         words.push_back(nullptr);
         return posix_spawn(&pid, words[0], &actions_, &attributes_, words.data(), environ);
     }
@@ -103,8 +106,8 @@ Error start(const Arguments& arguments, const Filename& directory, bool detached
     if (std::none_of(arguments.begin(), arguments.end(), holdsZero) &&
         !holdsZero(directory.path())) {
         SpawnPlan plan;
-        error = plan.prepare(directory, detached);
-        if (error == 0) error = plan.start(arguments, pid);
+        error = plan.prepare(nativePath(directory.path().c_str()), detached);
+        if (error == 0) error = plan.start(nativePath(arguments[0].c_str()), arguments, pid);
     }
     return error == 0 ? Error() : notStarted(error, arguments, directory);
 }

@@ -17,8 +17,8 @@ constexpr std::size_t kHugePage = std::size_t{1} << 21;
 // From here on the gain outweighs the memory that a page of 2 MiB may hold in vain.
 constexpr std::size_t kHugeFrom = 2 * kHugePage;
 
-// The views by address, with the length of their pages. Lives for the process and is never destroyed, since
-// views may be ended while the process ends; any thread.
+// The views by address, with the length of their pages. Lives for the process and is never
+// destroyed, since views may be ended while the process ends; any thread.
 struct Views {
     std::mutex mutex;
     std::map<std::uintptr_t, std::size_t> lengths;

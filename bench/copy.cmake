@@ -1,0 +1,1 @@
+kelvo_bench(copy copy_bench.cpp)

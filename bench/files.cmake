@@ -1,0 +1,1 @@
+kelvo_bench(files files_bench.cpp)

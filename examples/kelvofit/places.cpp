@@ -1,0 +1,131 @@
+#include "places.h"
+
+#include <Base/zo_os_path.h>
+#include <KelvoBase/db_filename.h>
+#include <KelvoBase/vl_filename.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <vector>
+
+#include "failure.h"
+#include "platform.h"
+#include "text_file.h"
+
+namespace kelvo::fit {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::size_t kLongestPath = 260;  // in a project
+constexpr std::size_t kRoomForFile = 40;   // of it, for a kind's directory and a result
+constexpr int kKinds[] = {WIRE_DATA, PIX_DATA, TEXT_DATA};
+
+std::string native(const char* path) {
+    return zoOS::nativePath(path).str();
+}
+
+int kindOf(const std::string& result) {
+    if (result.ends_with(".obj")) return WIRE_DATA;
+    return result.ends_with(".json") ? TEXT_DATA : PIX_DATA;
+}
+
+std::string numbered(const char* format, int number) {
+    char name[32];
+    std::snprintf(name, sizeof name, format, number);
+    return name;
+}
+
+std::string frameOfSequence(int number) {
+    return numbered("fit.svg.%04d", number);
+}
+
+// The directory that holds projects, from its drive or root on, with a separator at the end.
+std::string projectPath(const std::string& dir) {
+    const bool absolute = dir[0] == '/' || dir[0] == '\\' || dir.substr(1, 1) == ":";
+    std::string path = absolute ? dir : (fs::current_path() / dir).lexically_normal().string();
+    if (path.back() != '/' && path.back() != '\\') path += path[0] == '/' ? '/' : '\\';
+    return path;
+}
+
+std::string tooLong(const std::string& name) {
+    return fit::quoted(name) + " is too long: paths in a project have up to " +
+           std::to_string(kLongestPath) + " characters";
+}
+
+}  // namespace
+
+Places::Places(const Options& options) : options_(options) {
+    if (!inProject()) return;
+    const std::string path = projectPath(options.project);
+    if (path.size() + options.name.size() + kRoomForFile > kLongestPath)
+        throw Failure("--project: " + tooLong(path));
+    Db_set_project_path(path.c_str());
+    Db_set_project_name(options.name.c_str());
+    Db_set_vl_cwd(fs::current_path().c_str());
+    Db_init_paths();
+}
+
+void Places::check() {
+    if (inProject())
+        for (const int kind : kKinds) checkWritable(native(Db_default_path(kind)->path));
+    else
+        checkWritable(options_.out);
+    std::error_code none;  // a file that does not exist is not the same
+    for (const char* model : {"surface.obj", "net.obj"})
+        if (fs::equivalent(input(), resultPath(model), none))
+            throw Failure(fit::quoted(options_.input) + " would be replaced by a result");
+}
+
+std::string Places::expanded(const std::string& name, int type) {
+    made_.make(native(Db_default_path(type)->path));
+    std::string given = name;  // quotes are taken off in place
+    std::vector<char> path(std::max(kLongestPath + 3, name.size() + 1));
+    const std::string full = expand_filename(path.data(), given.data(), type);
+    // The directory stands for a name that does not fit behind it.
+    if (!full.ends_with(given.c_str())) throw Failure(tooLong(name));
+    return native(full.c_str());
+}
+
+std::string Places::input() {
+    return inProject() ? expanded(options_.input, WIRE_DATA) : options_.input;
+}
+
+std::string Places::script() {
+    const bool expand = inProject() && !options_.edit.empty();
+    return expand ? expanded(options_.edit, TEXT_DATA) : options_.edit;
+}
+
+std::string Places::resultPath(const std::string& name) {
+    return inProject() ? expanded(name, kindOf(name)) : (fs::path(options_.out) / name).string();
+}
+
+std::string Places::result(const std::string& name) {
+    if (!inProject()) made_.make(options_.out);
+    return resultPath(name);
+}
+
+std::string Places::frame(int number) {
+    return inProject() ? expanded(frameOfSequence(number), PIX_DATA)
+                       : result(numbered("fit.%04d.svg", number));
+}
+
+std::string Places::oldFrame(int number) {
+    if (!inProject()) {
+        const std::string path = frame(number);
+        std::error_code ignored;
+        return fs::is_regular_file(path, ignored) ? path : std::string();
+    }
+    VL_Filename sequence(frameOfSequence(1).c_str(), PIX_DATA);
+    sequence.setFrame(number);
+    char path[kLongestPath + 3];
+    return sequence.Filename(path) == 1 ? native(path) : std::string();
+}
+
+std::string Places::shown() const {
+    return inProject() ? native(Db_default_path(DIR_DATA)->path) : options_.out;
+}
+
+}  // namespace kelvo::fit

@@ -1,0 +1,96 @@
+// A client of the server: its requests, its holds, its deadlines.
+#pragma once
+
+#include <chrono>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "KelvoBase/file_cache_protocol.h"
+#include "programs/zocached/channel.h"
+#include "programs/zocached/index.h"
+
+namespace kelvo::zocached {
+
+using Clock = std::chrono::steady_clock;  // deadlines do not follow the clock on the wall
+
+/// Something that the server's loop waits for.
+class Watched {
+  public:
+    virtual ~Watched() = default;
+    virtual int descriptor() const = 0;
+    virtual void onReady() = 0;
+    /// Called about once a second.
+    virtual void onTick(Clock::time_point) {}
+
+    /// The loop lets go of it at the end of its round.
+    void drop() { isOver_ = true; }
+    bool isOver() const { return isOver_; }
+
+  private:
+    bool isOver_ = false;
+};
+
+class Connection;
+
+/// What connections need of their server.
+class Service {
+  public:
+    virtual ~Service() = default;
+    virtual Index& index() = 0;
+    virtual const Directory& directory() const = 0;
+    /// Whether one more client may be initialized; counts it then.
+    virtual bool admit() = 0;
+    virtual void dismiss() = 0;
+    /// Has the connection's add served later in this round, with those of others.
+    virtual void awaitAdd(Connection& connection) = 0;
+    /// Commits the adds served so far.
+    virtual void commitAdds() = 0;
+    /// Waits for room to send instead of requests, or the other way round.
+    virtual void watchForOutput(Connection& connection, bool output) = 0;
+};
+
+class Connection : public Watched, private zoKelvoBase::FileCacheProtocolServer {
+  public:
+    /// `isHere` says that the client is known to mean the server's directory.
+    Connection(Service& service, std::unique_ptr<zoTCP::Socket> wire, bool isHere,
+               std::string_view received);
+    ~Connection() override;
+
+    int descriptor() const override { return channel_.wire(); }
+    void onReady() override;
+    void onTick(Clock::time_point now) override;
+
+    /// Serves the requests that have arrived, up to an add.
+    void serve();
+    /// Serves the add that has been waiting, and keeps the reply back.
+    void serveAdd();
+    /// Lets that reply leave, as a refusal unless the add `isStored`; then goes on.
+    void endAdd(bool isStored);
+
+    bool isInitialized() const { return isInitialized_; }
+
+  private:
+    zoUtil::Error initialize(const zoString::CString& directory, int arg1, int64 arg2) override;
+    bool acquire(const zoString::CString& key, zoString::CString& path, int64& accessTime) override;
+    bool add(const zoString::CString& key, const zoString::CString& path) override;
+    bool release(const zoString::CString& key, bool remove) override;
+    void setAccessed(const zoString::CString& key) override;
+
+    void serveOne();
+    void reply();
+    void setDeadline();
+
+    Service& service_;
+    Channel channel_;
+    Holder holder_;
+    zoString::CString directory_;  // in the client's words
+    bool isHere_;
+    bool isInitialized_ = false;
+    bool isRefused_ = false;  // ends when its reply has left
+    bool awaitsAdd_ = false;
+    bool awaitsOutput_ = false;
+    Clock::time_point deadline_;  // of what has begun; none when zero
+};
+
+}  // namespace kelvo::zocached
