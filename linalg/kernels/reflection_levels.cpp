@@ -88,8 +88,13 @@ void addOuter(size_t m, size_t n, const double* x, const double* y, double* a, s
     for (; j < n; ++j) addOuterColumns<1>(m, x, y + j, a + j * lda, lda);
 }
 
-// Vectors of rows that are turned at a time: the carried columns of all sweeps stay in registers.
-constexpr size_t kRowVectors = kWidth > 4 ? 4 : 2;
+// Sweeps, and vectors of rows, that are turned at a time: the columns that they hold stay in registers.
+#if defined(__AVX512F__)
+constexpr size_t kSweeps = 4;
+#else
+constexpr size_t kSweeps = 2;
+#endif
+constexpr size_t kRowVectors = 4;
 
 // The columns pass through the sweeps one behind the other: a sweep holds one column, turns the one
 // that comes in with it and hands the finished one on. (0, 0) only hands on. A rotation is three
@@ -155,17 +160,20 @@ void rotateSweeps(size_t rows, size_t cols, const double* turns, double* a, size
     if (i < rows) rotateRows<S, 1, true>(rows - i, cols, turns, a + i, lda);
 }
 
+typedef void (*Rotate)(size_t rows, size_t cols, const double* turns, double* a, size_t lda);
+
+// By the number of sweeps less one.
+const Rotate kRotations[] = {rotateSweeps<1>, rotateSweeps<2>,
+#if defined(__AVX512F__)
+                             rotateSweeps<3>, rotateSweeps<4>
+#endif
+};
+
 void rotate(size_t rows, size_t cols, size_t sweeps, const double* turns, double* a, size_t lda) {
-    switch (sweeps) {
-        case 1:
-            return rotateSweeps<1>(rows, cols, turns, a, lda);
-        case 2:
-            return rotateSweeps<2>(rows, cols, turns, a, lda);
-        case 3:
-            return rotateSweeps<3>(rows, cols, turns, a, lda);
-        default:
-            return rotateSweeps<4>(rows, cols, turns, a, lda);
-    }
+    // The first turn of a later sweep stands as many columns further.
+    for (; sweeps > kSweeps; sweeps -= kSweeps, turns += 2 * kSweeps * (kMostSweeps + 1))
+        rotateSweeps<kSweeps>(rows, cols, turns, a, lda);
+    kRotations[sweeps - 1](rows, cols, turns, a, lda);
 }
 
 }  // namespace
