@@ -340,6 +340,22 @@ TEST_F(Zocached, SecondServerHandsOverAndTheLockFileComesBack) {
     }
 }
 
+TEST_F(Zocached, ClientOfAHangingServerGetsAnErrorAndIsNotTakenLater) {
+    CacheClient first, second;
+    ASSERT_FALSE(first.open(path()));
+    ASSERT_EQ(kill(first.server(), SIGSTOP), 0);
+    second.start();
+    const double begin = secondsNow();
+    const zoUtil::Error error = second.initialize(path(), 0, 0);
+    EXPECT_NE(error.message().str().find("does not answer"), std::string::npos) << error.message();
+    EXPECT_LT(secondsNow() - begin, 5.0);
+    EXPECT_EQ(WEXITSTATUS(second.awaitEnd(10)), 1);
+    EXPECT_TRUE(isClosed(second));
+    ASSERT_EQ(kill(first.server(), SIGCONT), 0);
+    EXPECT_TRUE(first.put(path(), "key"));
+    EXPECT_EQ(figure(path(), "clients"), 1);
+}
+
 TEST_F(Zocached, RefusesDirectoriesThatOthersCanWrite) {
     const struct {
         const char* what;
