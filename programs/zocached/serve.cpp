@@ -23,8 +23,8 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr auto kInitializeTime = 30s;
-// Less than the time after which a client gives its server up.
-constexpr auto kStartTime = 20s;
+// Less than the five seconds that a client waits for its first reply.
+constexpr auto kStartTime = 4500ms;
 constexpr auto kShortestRest = 2ms, kLongestRest = 50ms;
 
 // Answers initialize with an error, when there is no server to do it.
