@@ -123,6 +123,12 @@ Error openControl(const Directory& directory, Descriptor& listener) {
     return Error();
 }
 
+bool isControlThere(const Directory& directory) {
+    struct stat status {};
+    return fstatat(directory.descriptor(), kSocketName, &status, AT_SYMLINK_NOFOLLOW) == 0 &&
+           S_ISSOCK(status.st_mode);
+}
+
 Order receiveOrder(int control) {
     Order order;
     std::string text(kLongestMessage, '\0');

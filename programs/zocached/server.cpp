@@ -172,17 +172,25 @@ Error Server::open() {
     if (Error error = listener_.listen()) return error;
     // One that was waiting may have gone when it is its turn.
     if (fcntl(listener_.descriptor(), F_SETFL, O_NONBLOCK) != 0) return failed("listen");
-    if (Error error = openControl(directory_, control_)) return error;
-    Error error =
-        watch(std::make_unique<Listener>(*this, listener_.descriptor(), &Server::acceptClients));
-    if (!error)
-        error = watch(std::make_unique<Listener>(*this, control_.get(), &Server::acceptControls));
-    if (error) return error;
+    if (Error error = listenForControls()) return error;
+    if (Error error = watch(
+            std::make_unique<Listener>(*this, listener_.descriptor(), &Server::acceptClients)))
+        return error;
     advertise();
     logLine(Level::kInfo, "serves on port %d, %lld entries, %lld bytes", listener_.getPort(),
             static_cast<long long>(index_.figures().entries),
             static_cast<long long>(index_.figures().bytes));
     return Error();
+}
+
+// In place of the socket before, whose name has gone.
+Error Server::listenForControls() {
+    Descriptor fresh;
+    if (Error error = openControl(directory_, fresh)) return error;
+    for (const std::unique_ptr<Watched>& watched : watched_)
+        if (control_ && watched->descriptor() == control_.get()) watched->drop();
+    control_ = std::move(fresh);
+    return watch(std::make_unique<Listener>(*this, control_.get(), &Server::acceptControls));
 }
 
 // Without a lock file clients start servers, which hand them over.
@@ -211,7 +219,7 @@ void Server::watchForOutput(Connection& connection, bool output) {
 
 void Server::watchListeners(bool wanted) {
     for (const std::unique_ptr<Watched>& watched : watched_) {
-        if (dynamic_cast<Listener*>(watched.get()) == nullptr) continue;
+        if (dynamic_cast<Listener*>(watched.get()) == nullptr || watched->isOver()) continue;
         epoll_event event{};
         if (wanted) event.events = EPOLLIN;
         event.data.ptr = watched.get();
@@ -368,6 +376,9 @@ void Server::checkFiles() {
     const bool isThere = !directory_.path().empty();
     if (isThere && isStillGuarded()) {
         index_.keepFile();
+        if (isControlThere(directory_)) return;
+        if (Error error = listenForControls())
+            logLine(Level::kWarning, "%s", error.message().c_str());
         return;
     }
     // Another server may be there. Those who are served stay.

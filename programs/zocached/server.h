@@ -55,6 +55,7 @@ class Server : private Service {
     void tick();
     void checkFiles();
     bool isStillGuarded();
+    zoUtil::Error listenForControls();
     void advertise();
     bool mayEnd();
     int waitMilliseconds() const;

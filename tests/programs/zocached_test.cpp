@@ -345,6 +345,7 @@ TEST_F(Zocached, SecondServerHandsOverAndTheLockFileComesBack) {
         {"gone", [&] { fs::remove(*this / "lockfile.lck"); }},
         {"somebody else's", [&] { writeFile(*this / "lockfile.lck", "1\n"); }},
         {"guard deleted", [&] { fs::remove(*this / "zocached.guard"); }},
+        {"socket deleted", [&] { fs::remove(*this / "zocached.socket"); }},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.what);
