@@ -213,6 +213,8 @@ TEST(KelvofitCommandLine, SenselessOnesAreRefused) {
         {{"--samples", "3", "a.patches"}, "--samples: '3' is not a whole number from 4 to 100"},
         {{"--samples", "9", "a.xyz"}, "--samples is of use with .patches only"},
         {{"--axis", "x", "a.patches"}, "--axis is of no use with .patches"},
+        {{"--method", "lu", "a.xyz"}, "--method: 'lu' is not qr, cholesky or auto"},
+        {{"--method", "qr", "a.patches"}, "--method is of no use with .patches"},
         {{"--scratch", "a.patches"}, "--scratch is of no use with .patches"},
         {{"--up", "x", "a.xyz"}, "--up: 'x' is not y or z"},
         {{"--scale", "0", "a.xyz"}, "--scale: '0' is not a number from 0.0001 to 10000"},
@@ -240,9 +242,9 @@ TEST(KelvofitCommandLine, SenselessOnesAreRefused) {
     const Outcome help = bench.run({"--help"});
     EXPECT_EQ(0, help.code);
     for (const char* option :
-         {"--out",  "--tolerance", "--max-spans", "--axis",  "--noise", "--seed",   "--samples",
-          "--unit", "--rotate",    "--scale",     "--pivot", "--move",  "--up",     "--turntable",
-          "--edit", "--debug",     "--project",   "--name",  "--quiet", "--version"})
+         {"--out",  "--tolerance", "--max-spans", "--axis",   "--noise", "--seed",  "--samples",
+          "--unit", "--rotate",    "--scale",     "--pivot",  "--move",  "--up",    "--turntable",
+          "--edit", "--debug",     "--project",   "--method", "--name",  "--quiet", "--version"})
         EXPECT_NE(std::string::npos, help.out.find(option)) << option;
 }
 
