@@ -217,12 +217,11 @@ TEST_F(Zocached, ReplacedAndRemovedEntriesLastAsLongAsTheirHolders) {
     EXPECT_FALSE(fs::exists(*this / "second"));
     EXPECT_FALSE(other.has("key"));
     EXPECT_TRUE(fs::exists(*this / "key"));  // the other has it still
-    kill(client.server(), SIGKILL);
+    EXPECT_EQ(client.end(SIGKILL), SIGKILL);
     CacheClient next;
     ASSERT_FALSE(next.open(path()));  // a crash does not bring it back
     EXPECT_FALSE(next.has("key"));
     EXPECT_FALSE(fs::exists(*this / "key"));
-    waitpid(client.server(), nullptr, 0);
 }
 
 TEST_F(Zocached, FirstRequestMustBeForThisDirectory) {
