@@ -1,119 +1,132 @@
-// QR, least squares and singular values of square matrices (least squares: twice as many rows as
-// columns) beside Eigen and LAPACK, all on one thread. The rate counts the usual leading term of
-// the operations, so that lines of one kind compare directly.
+// QR, pivoted QR, least squares and singular values beside Eigen, LAPACK and the published loops, all on
+// one thread. Rows are called group/program/rows x columns; the rate counts the usual leading term of
+// the operations, so that lines of one group compare directly.
 #include <benchmark/benchmark.h>
 #include <lapacke.h>
 
 #include <Eigen/Dense>
+#include <algorithm>
 #include <cmath>
-#include <cstdlib>
+#include <string>
 #include <vector>
 
 #include "KelvoBase/qr_svd.h"
+#include "tests/linalg/reference/qr.h"
 #include "tests/linalg/test_matrices.h"
 
 extern "C" void openblas_set_num_threads(int);
 
 namespace {
 
+using benchmark::State;
 using kelvo::test::randomMatrix;
 using kelvo::test::randomVector;
 
 const Eigen::Index kDynamic = Eigen::Dynamic;
 using EigenMatrix = Eigen::Matrix<double, kDynamic, kDynamic>;
 
-const bool kOneThread = [] {
-    openblas_set_num_threads(1);
-    return true;
-}();
+struct Shape {
+    unsigned rows, cols;
+    unsigned least() const { return std::min(rows, cols); }
+};
+
+std::size_t size(unsigned a, unsigned b = 1) {
+    return static_cast<std::size_t>(a) * b;
+}
+
+lapack_int toInt(std::size_t n) {
+    return static_cast<lapack_int>(n);
+}
 
 EigenMatrix toEigen(const DoubleGenMat& m) {
     return Eigen::Map<const EigenMatrix>(m.data(), m.rows(), m.cols());
 }
 
-lapack_int toInt(unsigned n) {
-    return static_cast<lapack_int>(n);
-}
-
-void expectClose(benchmark::State& state, double difference, double scale) {
+void expectClose(State& state, double difference, double scale) {
     if (!(std::abs(difference) <= 1e-8 * scale)) state.SkipWithError("results differ");
 }
 
-void setRate(benchmark::State& state, double operations) {
-    state.counters["flops"] =
-        benchmark::Counter(operations, benchmark::Counter::kIsIterationInvariantRate);
+// The scratch of LAPACK's routines, more than any of them wants here.
+std::vector<double> lapackWork(const Shape& shape) {
+    const unsigned m = std::max(shape.rows, shape.cols);
+    return std::vector<double>(300 * size(m) + 8 * size(shape.least(), shape.least()) + 5000);
 }
 
 // ---- QR without and with column pivoting
 
-double qrOperations(unsigned n) {
-    return 4.0 / 3.0 * n * n * n;
+double qrOperations(const Shape& shape) {
+    const double n = shape.rows, p = shape.cols;
+    return 2 * p * p * (n - p / 3);
 }
 
-void qr(benchmark::State& state) {
-    const DoubleGenMat x =
-        randomMatrix(static_cast<unsigned>(state.range(0)), static_cast<unsigned>(state.range(0)));
+void qr(State& state, const Shape& shape, int pivoting) {
+    const DoubleGenMat x = randomMatrix(shape.rows, shape.cols);
     DoubleQRDecomp decomposition;
-    decomposition.doPivoting(static_cast<int>(state.range(1)));
+    decomposition.doPivoting(pivoting);
     for (auto _ : state) {
         decomposition.factor(x);
         benchmark::DoNotOptimize(decomposition);
     }
-    const DoubleVec y = randomVector(x.rows());
+    const DoubleVec y = randomVector(x.cols());
     const DoubleVec solution = decomposition.solve(product(x, y));
     expectClose(state, kelvo::test::largest(solution - y), 1e2);
-    setRate(state, qrOperations(x.rows()));
+}
+
+// The published loops in the place of the kernel.
+void qrPlain(State& state, const Shape& shape, int pivoting) {
+    const DoubleGenMat x = randomMatrix(shape.rows, shape.cols);
+    const lapack_int n = toInt(shape.rows), p = toInt(shape.cols);
+    for (auto _ : state) {
+        DoubleGenMat a = x.copy();
+        DoubleVec aux(shape.cols, 0.0), work(shape.cols);
+        IntVec pivots(shape.cols, 0);
+        kelvo::reference::dqrdc({a.data(), n}, n, p, {aux.data()}, {pivots.data()}, {work.data()},
+                                pivoting);
+        benchmark::DoNotOptimize(a);
+    }
 }
 
 template <class Decomposition>
-void qrEigen(benchmark::State& state) {
-    const EigenMatrix x = toEigen(
-        randomMatrix(static_cast<unsigned>(state.range(0)), static_cast<unsigned>(state.range(0))));
+void qrEigen(State& state, const Shape& shape) {
+    const EigenMatrix x = toEigen(randomMatrix(shape.rows, shape.cols));
     Decomposition decomposition(x.rows(), x.cols());
     for (auto _ : state) {
         decomposition.compute(x);
         benchmark::DoNotOptimize(decomposition);
     }
-    setRate(state, qrOperations(static_cast<unsigned>(x.rows())));
 }
 
-void qrLapack(benchmark::State& state) {
-    const DoubleGenMat x =
-        randomMatrix(static_cast<unsigned>(state.range(0)), static_cast<unsigned>(state.range(0)));
-    const lapack_int n = toInt(x.rows());
+void qrLapack(State& state, const Shape& shape, int pivoting) {
+    const DoubleGenMat x = randomMatrix(shape.rows, shape.cols);
+    const lapack_int n = toInt(shape.rows), p = toInt(shape.cols);
     DoubleVec a = x.dataVec().copy();
-    std::vector<double> tau(x.rows()), work(x.rows() * 64 + 256);
-    std::vector<lapack_int> pivots(x.rows());
+    std::vector<double> tau(shape.cols), work = lapackWork(shape);
+    const lapack_int length = toInt(work.size());
+    std::vector<lapack_int> pivots(shape.cols);
     for (auto _ : state) {
         a = x.dataVec();
-        if (state.range(1) == 0) {
-            LAPACKE_dgeqrf_work(LAPACK_COL_MAJOR, n, n, a.data(), n, tau.data(), work.data(),
-                                toInt(static_cast<unsigned>(work.size())));
+        if (pivoting == 0) {
+            LAPACKE_dgeqrf_work(LAPACK_COL_MAJOR, n, p, a.data(), n, tau.data(), work.data(),
+                                length);
         } else {
             std::fill(pivots.begin(), pivots.end(), 0);
-            LAPACKE_dgeqp3_work(LAPACK_COL_MAJOR, n, n, a.data(), n, pivots.data(), tau.data(),
-                                work.data(), toInt(static_cast<unsigned>(work.size())));
+            LAPACKE_dgeqp3_work(LAPACK_COL_MAJOR, n, p, a.data(), n, pivots.data(), tau.data(),
+                                work.data(), length);
         }
         benchmark::DoNotOptimize(a);
     }
     DoubleQRDecomp ours;
-    ours.doPivoting(static_cast<int>(state.range(1)));
+    ours.doPivoting(pivoting);
     ours.factor(x);
-    const DoubleVec column = ours.computeQTy(x.col(ours.pivots()(n - 1)), n);
-    expectClose(state, std::abs(a(n * n - 1)) - std::abs(column(n - 1)), 1);
-    setRate(state, qrOperations(x.rows()));
+    const DoubleVec column = ours.computeQTy(x.col(ours.pivots()(p - 1)), p);
+    expectClose(state, std::abs(a(n * (p - 1) + p - 1)) - std::abs(column(p - 1)), 1);
 }
 
 // ---- Least squares, factorization and one solution
 
-double leastSquaresOperations(unsigned n) {
-    return (4.0 - 2.0 / 3.0) * n * n * n;
-}
-
-void leastSquares(benchmark::State& state) {
-    const auto n = static_cast<unsigned>(state.range(0));
-    const DoubleGenMat x = randomMatrix(2 * n, n);
-    const DoubleVec b = randomVector(2 * n);
+void leastSquares(State& state, const Shape& shape) {
+    const DoubleGenMat x = randomMatrix(shape.rows, shape.cols);
+    const DoubleVec b = randomVector(shape.rows);
     DoubleVec solution;
     for (auto _ : state) {
         solution.reference(DoubleLeastSqQR(x).solve(b));
@@ -121,109 +134,161 @@ void leastSquares(benchmark::State& state) {
     }
     const DoubleVec residual = b - product(x, solution);
     expectClose(state, kelvo::test::largest(product(residual, x)), 1);
-    setRate(state, leastSquaresOperations(n));
 }
 
-void leastSquaresEigen(benchmark::State& state) {
-    const auto n = static_cast<unsigned>(state.range(0));
-    const EigenMatrix x = toEigen(randomMatrix(2 * n, n));
-    const Eigen::VectorXd b = toEigen(randomMatrix(2 * n, 1));
+void leastSquaresEigen(State& state, const Shape& shape) {
+    const EigenMatrix x = toEigen(randomMatrix(shape.rows, shape.cols));
+    const Eigen::VectorXd b = toEigen(randomMatrix(shape.rows, 1));
     Eigen::VectorXd solution;
     for (auto _ : state) {
         solution = Eigen::HouseholderQR<EigenMatrix>(x).solve(b);
         benchmark::DoNotOptimize(solution);
     }
-    setRate(state, leastSquaresOperations(n));
 }
 
-void leastSquaresLapack(benchmark::State& state) {
-    const auto n = static_cast<unsigned>(state.range(0));
-    const DoubleGenMat x = randomMatrix(2 * n, n);
-    const DoubleVec b = randomVector(2 * n);
+void leastSquaresLapack(State& state, const Shape& shape) {
+    const DoubleGenMat x = randomMatrix(shape.rows, shape.cols);
+    const DoubleVec b = randomVector(shape.rows);
+    const lapack_int n = toInt(shape.rows), p = toInt(shape.cols);
     DoubleVec a = x.dataVec().copy(), solution = b.copy();
-    std::vector<double> work(3 * n * 64 + 256);
+    std::vector<double> work = lapackWork(shape);
     for (auto _ : state) {
         a = x.dataVec();
         solution = b;
-        LAPACKE_dgels_work(LAPACK_COL_MAJOR, 'N', toInt(2 * n), toInt(n), 1, a.data(), toInt(2 * n),
-                           solution.data(), toInt(2 * n), work.data(),
-                           toInt(static_cast<unsigned>(work.size())));
+        LAPACKE_dgels_work(LAPACK_COL_MAJOR, 'N', n, p, 1, a.data(), n, solution.data(), n,
+                           work.data(), toInt(work.size()));
         benchmark::DoNotOptimize(solution);
     }
     const DoubleVec ours = DoubleLeastSqQR(x).solve(b);
-    expectClose(state, kelvo::test::largest(solution.slice(0, n) - ours), 1);
-    setRate(state, leastSquaresOperations(n));
+    expectClose(state, kelvo::test::largest(solution.slice(0, shape.cols) - ours), 1);
 }
 
-// ---- Singular values with all vectors
+// ---- Singular values with all vectors or none
 
-double svdOperations(unsigned n) {
-    return 22.0 * n * n * n;
+double svdOperations(const Shape& shape, bool vectors) {
+    const double n = shape.rows, p = shape.cols;
+    return vectors ? 4 * n * n * p + 8 * n * p * p + 9 * p * p * p : 4 * p * p * (n - p / 3);
 }
 
-void svd(benchmark::State& state) {
-    const auto n = static_cast<unsigned>(state.range(0));
-    const DoubleGenMat x = randomMatrix(n, n);
+void svd(State& state, const Shape& shape, bool vectors) {
+    const DoubleGenMat x = randomMatrix(shape.rows, shape.cols);
     DoubleSVDecomp decomposition;
+    decomposition.computeLeftVecs(vectors);
+    decomposition.computeRightVecs(vectors);
     for (auto _ : state) {
         decomposition.factor(x);
         benchmark::DoNotOptimize(decomposition);
     }
-    const auto peer = Eigen::JacobiSVD<EigenMatrix>(toEigen(x)).singularValues();
-    for (int k = 0; k < static_cast<int>(n); ++k) {
+    const auto peer = Eigen::BDCSVD<EigenMatrix>(toEigen(x)).singularValues();
+    for (int k = 0; k < peer.size(); ++k)
         expectClose(state, peer[k] - decomposition.singularValues()(k), peer[0]);
-    }
-    setRate(state, svdOperations(n));
 }
 
 template <class Decomposition>
-void svdEigen(benchmark::State& state) {
-    const auto n = static_cast<unsigned>(state.range(0));
-    const EigenMatrix x = toEigen(randomMatrix(n, n));
-    const unsigned vectors = Eigen::ComputeFullU | Eigen::ComputeFullV;
-    Decomposition decomposition(x.rows(), x.cols(), vectors);
+void svdEigen(State& state, const Shape& shape, bool vectors) {
+    const EigenMatrix x = toEigen(randomMatrix(shape.rows, shape.cols));
+    const unsigned options = vectors ? Eigen::ComputeFullU | Eigen::ComputeFullV : 0;
+    Decomposition decomposition(x.rows(), x.cols(), options);
     for (auto _ : state) {
-        decomposition.compute(x, vectors);
+        decomposition.compute(x, options);
         benchmark::DoNotOptimize(decomposition);
     }
-    setRate(state, svdOperations(n));
 }
 
-void svdLapack(benchmark::State& state) {
-    const auto n = static_cast<unsigned>(state.range(0));
-    const lapack_int order = toInt(n);
-    const DoubleGenMat x = randomMatrix(n, n);
+void svdLapack(State& state, const Shape& shape, bool vectors, bool divide) {
+    const DoubleGenMat x = randomMatrix(shape.rows, shape.cols);
+    const lapack_int n = toInt(shape.rows), p = toInt(shape.cols);
+    const char job = vectors ? 'A' : 'N';
     DoubleVec a = x.dataVec().copy();
-    std::vector<double> s(n), u(n * n), v(n * n), work(n * 80 + 256);
+    std::vector<double> s(shape.least()), u(size(shape.rows, shape.rows)),
+        v(size(shape.cols, shape.cols)), work = lapackWork(shape);
+    const lapack_int length = toInt(work.size());
+    std::vector<lapack_int> numbers(8 * size(shape.least()));
     for (auto _ : state) {
         a = x.dataVec();
-        LAPACKE_dgesvd_work(LAPACK_COL_MAJOR, 'A', 'A', order, order, a.data(), order, s.data(),
-                            u.data(), order, v.data(), order, work.data(),
-                            toInt(static_cast<unsigned>(work.size())));
+        if (divide)
+            LAPACKE_dgesdd_work(LAPACK_COL_MAJOR, job, n, p, a.data(), n, s.data(), u.data(), n,
+                                v.data(), p, work.data(), length, numbers.data());
+        else
+            LAPACKE_dgesvd_work(LAPACK_COL_MAJOR, job, job, n, p, a.data(), n, s.data(), u.data(),
+                                n, v.data(), p, work.data(), length);
         benchmark::DoNotOptimize(s);
     }
-    setRate(state, svdOperations(n));
+    const DoubleVec ours = DoubleSVDecomp(x).singularValues();
+    for (int k = 0; k < static_cast<int>(s.size()); ++k)
+        expectClose(state, s[static_cast<std::size_t>(k)] - ours(k), s[0]);
 }
 
-const std::vector<std::int64_t> kSizes{3, 4, 10, 30, 100, 300};
-const std::vector<std::int64_t> kPlain{0}, kPivoted{1};
+// ---- All rows
 
-BENCHMARK(qr)->ArgsProduct({kSizes, kPlain})->Name("qr/KelvoBase");
-BENCHMARK(qrEigen<Eigen::HouseholderQR<EigenMatrix>>)->ArgsProduct({kSizes})->Name("qr/Eigen");
-BENCHMARK(qrLapack)->ArgsProduct({kSizes, kPlain})->Name("qr/dgeqrf");
-BENCHMARK(qr)->ArgsProduct({kSizes, kPivoted})->Name("pivotedQr/KelvoBase");
-BENCHMARK(qrEigen<Eigen::ColPivHouseholderQR<EigenMatrix>>)
-    ->ArgsProduct({kSizes})
-    ->Name("pivotedQr/Eigen");
-BENCHMARK(qrLapack)->ArgsProduct({kSizes, kPivoted})->Name("pivotedQr/dgeqp3");
-BENCHMARK(leastSquares)->ArgsProduct({kSizes})->Name("leastSquares/KelvoBase");
-BENCHMARK(leastSquaresEigen)->ArgsProduct({kSizes})->Name("leastSquares/Eigen");
-BENCHMARK(leastSquaresLapack)->ArgsProduct({kSizes})->Name("leastSquares/dgels");
-BENCHMARK(svd)->ArgsProduct({kSizes})->Name("svd/KelvoBase");
-BENCHMARK(svdEigen<Eigen::JacobiSVD<EigenMatrix>>)
-    ->ArgsProduct({{3, 4, 10, 30}})
-    ->Name("svd/Jacobi");
-BENCHMARK(svdEigen<Eigen::BDCSVD<EigenMatrix>>)->ArgsProduct({kSizes})->Name("svd/EigenBDC");
-BENCHMARK(svdLapack)->ArgsProduct({kSizes})->Name("svd/dgesvd");
+template <class Body>
+void add(const char* program, const Shape& shape, double operations, Body body) {
+    const std::string name =
+        program + ("/" + std::to_string(shape.rows)) + "x" + std::to_string(shape.cols);
+    benchmark::RegisterBenchmark(name.c_str(), [=](State& state) {
+        body(state);
+        state.counters["flops"] =
+            benchmark::Counter(operations, benchmark::Counter::kIsIterationInvariantRate);
+    });
+}
+
+void addQr(const Shape& z) {
+    const double operations = qrOperations(z);
+    add("qr/KelvoBase", z, operations, [z](State& s) { qr(s, z, 0); });
+    add("qr/plain", z, operations, [z](State& s) { qrPlain(s, z, 0); });
+    add("qr/Eigen", z, operations,
+        [z](State& s) { qrEigen<Eigen::HouseholderQR<EigenMatrix>>(s, z); });
+    add("qr/dgeqrf", z, operations, [z](State& s) { qrLapack(s, z, 0); });
+    add("pivotedQr/KelvoBase", z, operations, [z](State& s) { qr(s, z, 1); });
+    add("pivotedQr/plain", z, operations, [z](State& s) { qrPlain(s, z, 1); });
+    add("pivotedQr/Eigen", z, operations,
+        [z](State& s) { qrEigen<Eigen::ColPivHouseholderQR<EigenMatrix>>(s, z); });
+    add("pivotedQr/dgeqp3", z, operations, [z](State& s) { qrLapack(s, z, 1); });
+}
+
+void addLeastSquares(const Shape& z) {
+    const double operations = qrOperations(z);
+    add("leastSquares/KelvoBase", z, operations, [z](State& s) { leastSquares(s, z); });
+    add("leastSquares/Eigen", z, operations, [z](State& s) { leastSquaresEigen(s, z); });
+    add("leastSquares/dgels", z, operations, [z](State& s) { leastSquaresLapack(s, z); });
+}
+
+void addSvd(const Shape& z) {
+    for (const bool vectors : {true, false}) {
+        const std::string group = vectors ? "svd" : "singularValues";
+        const double operations = svdOperations(z, vectors);
+        add((group + "/KelvoBase").c_str(), z, operations, [=](State& s) { svd(s, z, vectors); });
+        add((group + "/EigenBDC").c_str(), z, operations,
+            [=](State& s) { svdEigen<Eigen::BDCSVD<EigenMatrix>>(s, z, vectors); });
+        if (z.least() <= 30)
+            add((group + "/EigenJacobi").c_str(), z, operations,
+                [=](State& s) { svdEigen<Eigen::JacobiSVD<EigenMatrix>>(s, z, vectors); });
+        add((group + "/dgesdd").c_str(), z, operations,
+            [=](State& s) { svdLapack(s, z, vectors, true); });
+        add((group + "/dgesvd").c_str(), z, operations,
+            [=](State& s) { svdLapack(s, z, vectors, false); });
+    }
+}
+
+const bool kRegistered = [] {
+    openblas_set_num_threads(1);
+    for (const Shape& z : {Shape{3, 3},
+                           {4, 4},
+                           {10, 10},
+                           {30, 10},
+                           {30, 30},
+                           {100, 100},
+                           {300, 300},
+                           {1000, 100},
+                           {1000, 1000}})
+        addQr(z);
+    for (const Shape& z :
+         {Shape{6, 3}, {8, 4}, {20, 10}, {60, 30}, {200, 100}, {600, 300}, {2000, 1000}})
+        addLeastSquares(z);
+    for (const Shape& z :
+         {Shape{3, 3}, {4, 4}, {10, 10}, {30, 30}, {100, 100}, {300, 200}, {300, 300}})
+        addSvd(z);
+    return true;
+}();
 
 }  // namespace

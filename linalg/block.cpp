@@ -1,8 +1,9 @@
-// Storage blocks, and the free list of their records.
+// Storage blocks, the free list of their records and those of small blocks.
 #include "linalg/block.h"
 
 #include <array>
 #include <cstdint>
+#include <cstdlib>
 #include <new>
 
 #include "Base/ma.h"
@@ -27,14 +28,46 @@ constexpr std::size_t classOf(std::size_t size) {
 }
 static_assert(classOf(sizeof(RWBlock)) == 4);
 
-// A vector register is as wide as a cache line at most, and an access across two lines costs two.
-// Large arrays begin at a line, so that loops over them have none: sums of 10,000 elements take
-// half to two thirds of the time. (An allocation with alignment returned large blocks to the system
-// and took them back each time.)
-constexpr std::size_t kCacheLine = 64;
-constexpr std::size_t kLargeArray = 4096;
+// Arrays of up to 1 KB come in classes of what malloc hands out without a remainder. Freed blocks of
+// such an array are kept with it, at most 100 KB of them: malloc and free take longer than the sum of
+// two short vectors. A memory checker sees every array come and go.
+constexpr std::size_t kArrayStep = 32, kMallocHeader = 8;
+#if defined(__SANITIZE_ADDRESS__)
+constexpr std::size_t kArrayClasses = 0;
+#else
+constexpr std::size_t kArrayClasses = 32;
+#endif
+struct FreeBlocks {
+    std::array<RWBlock*, 5> blocks{};
+    unsigned count = 0;
+};
+constinit std::array<FreeBlocks, kArrayClasses + 1> g_freeBlocks{};
 
-std::uint8_t bytesToCacheLine(const void* memory) {
+// The class of a small array, counted from 1; 0 for one of MA_allocate, and for none.
+unsigned arrayClassOf(std::size_t size) {
+    const std::size_t steps = (size + kMallocHeader + kArrayStep - 1) / kArrayStep;
+    return size == 0 || steps > kArrayClasses || MA_direct.failing ? 0
+                                                                   : static_cast<unsigned>(steps);
+}
+
+// A vector register is as wide as a cache line at most, and an access across two lines costs two.
+// Arrays longer than a line begin at one, so that loops over them have none: sums of 100 elements
+// take half the time, those of 10,000 half to two thirds. (An allocation with alignment returned
+// large blocks to the system and took them back each time.)
+constexpr std::size_t kCacheLine = 64;
+#if defined(__SANITIZE_ADDRESS__)
+constexpr std::size_t kLongest = 4096;  // that may begin anywhere: the margin would hide overruns
+#else
+constexpr std::size_t kLongest = kCacheLine;
+#endif
+
+std::size_t withMargin(std::size_t size) {
+    return size > kLongest ? size + kCacheLine : size;
+}
+
+// From the beginning of memory with its margin to the array.
+std::uint8_t marginBefore(const void* memory, std::size_t size) {
+    if (size <= kLongest) return 0;
     const auto beyond = reinterpret_cast<std::uintptr_t>(memory) % kCacheLine;
     return static_cast<std::uint8_t>((kCacheLine - beyond) % kCacheLine);
 }
@@ -61,25 +94,57 @@ void RWBlock::operator delete(void* record, std::size_t size) {
 RWBlock::RWBlock(unsigned count, unsigned elementSize) {
     if (count == 0) return;
     const std::size_t size = std::size_t{count} * elementSize;
-    const bool large = size >= kLargeArray;
-    void* const memory = MA_allocate(large ? size + kCacheLine : size);
+    void* const memory = MA_allocate(withMargin(size));
     if (!memory) {
         using namespace kelvo::linalg;
         reportMathError({kNoMemory, kTerminate, kBlockCode}, "RWBlock");
         return;
     }
-    if (large) shift_ = bytesToCacheLine(memory);
+    shift_ = marginBefore(memory, size);
     data_ = static_cast<char*>(memory) + shift_;
 }
 
 RWBlock::~RWBlock() {
-    if (data_) MA_release(static_cast<char*>(data_) - shift_);
+    if (!data_) return;
+    void* const memory = static_cast<char*>(data_) - shift_;
+    if (arrayClass_ > 0) {
+        --MA_direct.live;
+        std::free(memory);
+    } else {
+        MA_release(memory);
+    }
 }
 
 void RWBlock::destroy() {
-    delete this;
+    FreeBlocks& free = g_freeBlocks[arrayClass_];
+    if (arrayClass_ == 0 || free.count == free.blocks.size()) {
+        delete this;
+    } else {
+        --MA_direct.live;
+        free.blocks[free.count++] = this;
+    }
 }
 
 RWBlock* kelvo::linalg::newBlock(unsigned count, unsigned elementSize) {
-    return new RWBlock(count, elementSize);
+    const unsigned arrayClass = arrayClassOf(std::size_t{count} * elementSize);
+    if (arrayClass == 0) return new RWBlock(count, elementSize);
+    FreeBlocks& free = g_freeBlocks[arrayClass];
+    RWBlock* block;
+    if (free.count > 0) {
+        block = free.blocks[--free.count];
+        block->references_ = 1;
+    } else {
+        block = new RWBlock(0, elementSize);
+        const std::size_t size = arrayClass * kArrayStep - kMallocHeader;
+        void* const memory = std::malloc(withMargin(size));
+        if (!memory) {
+            delete block;
+            return new RWBlock(count, elementSize);  // reports
+        }
+        block->shift_ = marginBefore(memory, size);
+        block->data_ = static_cast<char*>(memory) + block->shift_;
+        block->arrayClass_ = static_cast<std::uint8_t>(arrayClass);
+    }
+    ++MA_direct.live;
+    return block;
 }

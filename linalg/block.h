@@ -5,8 +5,8 @@
 
 namespace kelvo::linalg {
 
-/// new RWBlock(count, elementSize), in one call: that expression goes through the table of exported
-/// symbols for the record and for the constructor, which costs as much as a small sum.
+/// new RWBlock(count, elementSize), or a small block that has lost its holders. (The expression itself
+/// goes through the table of exported symbols twice, which costs as much as a small sum.)
 RWBlock* newBlock(unsigned count, unsigned elementSize);
 
 }  // namespace kelvo::linalg

@@ -77,8 +77,8 @@ void DoubleChDecomp::factor(const DoubleGenMat& a) {
     factoredPivoting_ = pivoting_;
     factored_ = 1;
     lastPositive_ = 0;
-    DoubleVec work(p);
-    if (!areUsable(r.dataVec(), pivots, work) || r.cols() != p || r.rows() < p) {
+    Work work(p);
+    if (!areUsable(r.dataVec(), pivots) || !work.isUsable() || r.cols() != p || r.rows() < p) {
         r_.reference(DoubleGenMat());
         pivots_.reference(IntVec());
         return;

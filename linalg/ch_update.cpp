@@ -62,10 +62,14 @@ struct CarriedCopy {
           rho(rhoGiven != nullptr ? rhoGiven->copy() : DoubleVec(z.cols(), missingNorm)) {}
 };
 
+void copyTo(DoubleVec& v, const double* values, unsigned count) {
+    for (unsigned i = 0; i < count; ++i) elementAt(v, i) = values[i];
+}
+
 // The arrays that a kernel works on.
 struct Working {
     unsigned n;
-    DoubleVec rotations;  // cosines, then sines
+    Work rotations;  // cosines, then sines
     std::optional<CarriedCopy> carried;
 
     Working(unsigned order, const DoubleGenMat* z, const DoubleVec* y, const DoubleVec* rho,
@@ -75,7 +79,7 @@ struct Working {
     }
 
     bool isUsable() const {
-        return areUsable(rotations) &&
+        return rotations.isUsable() &&
                (!carried || areUsable(carried->z.dataVec(), carried->y, carried->rho));
     }
     int columns() const { return carried ? static_cast<int>(carried->z.cols()) : 0; }
@@ -86,11 +90,11 @@ struct Working {
     double* s() { return rotations.data() + n; }
 
     void storeBack(unsigned count, DoubleGenMat* zTarget, DoubleVec* rhoTarget, DoubleVec* c,
-                   DoubleVec* s) const {
+                   DoubleVec* s) {
         if (zTarget != nullptr) *zTarget = carried->z;
         if (rhoTarget != nullptr && carried) *rhoTarget = carried->rho;
-        if (c != nullptr) *c = rotations.slice(0, count);
-        if (s != nullptr) *s = rotations.slice(static_cast<int>(n), count);
+        if (c != nullptr) copyTo(*c, this->c(), count);
+        if (s != nullptr) copyTo(*s, this->s(), count);
     }
 };
 

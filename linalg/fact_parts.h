@@ -1,6 +1,8 @@
 // What the sources of the factorizations share.
 #pragma once
 
+#include <optional>
+
 #include "KelvoBase/math_error.h"
 #include "KelvoBase/vec.h"
 #include "linalg/scratch.h"
@@ -15,6 +17,21 @@ template <class... Vec>
 bool areUsable(const Vec&... vectors) {
     return ((vectors.length() == 0 || vectors.stride() == 1) && ...);
 }
+
+/// The n doubles of scratch that a kernel asks for; few of them need no block.
+class Work {
+  public:
+    explicit Work(unsigned n) {
+        if (n > kFew) many_.emplace(n);
+    }
+    bool isUsable() const { return !many_ || areUsable(*many_); }
+    double* data() { return many_ ? many_->data() : few_; }
+
+  private:
+    static constexpr unsigned kFew = 32;
+    double few_[kFew];
+    std::optional<DoubleVec> many_;
+};
 
 /// 1 when adding the reciprocal condition number to 1 makes no difference.
 int isSingularCondition(double rcond);

@@ -37,8 +37,8 @@ void DoubleGenFact::factor(const DoubleGenMat& a, int estimateCondition) {
     const int order = static_cast<int>(n);
     double* const work = scratchMemory(kelvo::kernels::dgefaWork(order));
     if (n > 0 && estimateCondition != 0) {
-        DoubleVec z(n);
-        if (!areUsable(z)) return clear();
+        Work z(n);
+        if (!z.isUsable()) return clear();
         rcond_ = kelvo::kernels::dgeco(factors.data(), order, order, pivots.data(), z.data(), work);
     } else if (n > 0) {
         const int info = kelvo::kernels::dgefa(factors.data(), order, order, pivots.data(), work);

@@ -28,7 +28,7 @@ using kernels::transpose;
 void gemm(Form formA, Form formB, std::size_t m, std::size_t n, std::size_t k, const double* a,
           std::size_t lda, const double* b, std::size_t ldb, double* c, std::size_t ldc) {
     const std::size_t size = kernels::gemmWork(formA, m, n, k);
-    double* const work = scratchMemory(size);
+    double* const work = size > 0 ? scratchMemory(size) : nullptr;
     kernels::gemm(formA, formB, m, n, k, a, lda, b, ldb, c, ldc, work);
 }
 

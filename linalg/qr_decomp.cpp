@@ -4,6 +4,7 @@
 #include "KelvoBase/qr_svd.h"
 #include "linalg/kernels/dqrdc.h"
 #include "linalg/kernels/dqrsl.h"
+#include "linalg/scratch.h"
 
 namespace {
 
@@ -56,8 +57,12 @@ void DoubleQRDecomp::factor(const DoubleGenMat& x) {
         qraux_.reference(DoubleVec());
         return;
     }
-    kelvo::kernels::dqrdc(qr.data(), static_cast<int>(n), static_cast<int>(n), static_cast<int>(p),
-                          qraux.data(), pivots.data(), work.data(), pivoting_ != 0);
+    const int rows = static_cast<int>(n);
+    const int cols = static_cast<int>(p);
+    const int job = pivoting_ != 0;
+    kelvo::kernels::dqrdc(
+        qr.data(), rows, rows, cols, qraux.data(), pivots.data(), work.data(), job,
+        kelvo::linalg::scratchMemory(kelvo::kernels::dqrdcScratch(rows, cols, job)));
     if (pivoting_ != 0) --pivots;  // the kernel counts from 1
     qr_.reference(qr);
     pivots_.reference(pivots);

@@ -37,8 +37,9 @@ thread_local ScratchKeeper g_keeper;
 }  // namespace
 
 double* scratchMemory(std::size_t count) {
+    if (count == 0) return nullptr;  // small matrices need none: not even the look-up of the thread
     Scratch& scratch = g_scratch;
-    if (scratch.released || count == 0) return nullptr;
+    if (scratch.released) return nullptr;
     if (count > scratch.size || scratch.size > kMostKept) {
         g_keeper.keep();
         scratch.release();

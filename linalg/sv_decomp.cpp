@@ -2,6 +2,7 @@
 
 #include "KelvoBase/qr_svd.h"
 #include "linalg/kernels/dsvdc.h"
+#include "linalg/scratch.h"
 
 namespace {
 
@@ -68,7 +69,8 @@ void DoubleSVDecomp::factor(const DoubleGenMat& x) {
             const int cols = static_cast<int>(p);
             info_ = kelvo::kernels::dsvdc(
                 a.data(), rows, rows, cols, s.data(), e.data(), left != 0 ? u_.data() : nullptr,
-                rows, right != 0 ? v_.data() : nullptr, cols, work.data(), job_);
+                rows, right != 0 ? v_.data() : nullptr, cols, work.data(), job_,
+                kelvo::linalg::scratchMemory(kelvo::kernels::dsvdcScratch(rows, cols)));
         } else {
             info_ = static_cast<int>(m);
         }

@@ -31,12 +31,13 @@ void DoubleSymFact::factor(const DoubleSymMat& a, int estimateCondition) {
     rcond_ = kNotEstimated;
     if (!areUsable(factors.dataVec(), pivots)) return clear();
     const int order = static_cast<int>(n);
+    double* const work = scratchMemory(kelvo::kernels::dspfaWork(order));
     if (n > 0 && estimateCondition != 0) {
-        DoubleVec z(n);
-        if (!areUsable(z)) return clear();
-        rcond_ = kelvo::kernels::dspco(factors.data(), order, pivots.data(), z.data());
+        Work z(n);
+        if (!z.isUsable()) return clear();
+        rcond_ = kelvo::kernels::dspco(factors.data(), order, pivots.data(), z.data(), work);
     } else if (n > 0) {
-        const int info = kelvo::kernels::dspfa(factors.data(), order, pivots.data());
+        const int info = kelvo::kernels::dspfa(factors.data(), order, pivots.data(), work);
         rcond_ = info != 0 ? 0.0 : kNotEstimated;
     }
     factors_.reference(factors);

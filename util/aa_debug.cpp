@@ -3,6 +3,7 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
+#include <limits>
 
 #include "Base/ma.h"
 #include "Base/zo_os_path.h"
@@ -173,9 +174,9 @@ int AA_indent(void) {
 
 int AA_set_indent(int level) {
     if (level == -1)
-        ++g_out.indent;
+        g_out.indent += g_out.indent < std::numeric_limits<int>::max();
     else if (level == -2)
-        --g_out.indent;
+        g_out.indent -= g_out.indent > std::numeric_limits<int>::min();
     else
         g_out.indent = level;
     return level;

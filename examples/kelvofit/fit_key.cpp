@@ -27,6 +27,7 @@ std::string keyOf(const std::vector<Vec3>& points, double tolerance, const Optio
     recipe.put(tolerance);
     recipe.put(options.maxSpans);
     recipe.put(options.axis);
+    recipe.put(options.method);
     recipe.putAll(points);
     return digestOf(recipe.bytes());
 }

@@ -27,6 +27,7 @@ void put(ByteWriter& to, const SplineFit& fit) {
     put(to, fit.surface);
     for (int figure : {fit.rank, fit.freeColumns, fit.weakColumns}) to.put(figure);
     to.put(fit.deviation);
+    to.put(fit.normalCondition);
     to.put(fit.noise);
 }
 
@@ -34,6 +35,7 @@ bool get(ByteReader& from, SplineFit& fit) {
     if (!get(from, fit.surface)) return false;
     for (int* figure : {&fit.rank, &fit.freeColumns, &fit.weakColumns}) *figure = from.get<int>();
     fit.deviation = from.get<Deviation>();
+    fit.normalCondition = from.get<double>();
     fit.noise = from.get<double>();
     return from.isSound();
 }

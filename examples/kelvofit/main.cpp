@@ -167,9 +167,9 @@ void Run::refineScattered(const std::vector<Vec3>& points) {
     scattered.folds = findFolds(scattered.cloud);
     lap("parametrise");
     log_.stage("fitting");
-    const RefineSettings settings{result_.tolerance, options_.maxSpans,
-                                  [this] { return wantsToStop(); },
-                                  options_.scratch ? Memory::kScratch : Memory::kHeap};
+    const RefineSettings settings{
+        result_.tolerance, options_.maxSpans, [this] { return wantsToStop(); },
+        options_.scratch ? Memory::kScratch : Memory::kHeap, options_.method};
     scattered.refinement = refine(scattered.cloud, settings, [&](int step, const SplineFit& fit) {
         const Deviation& d = fit.deviation;
         showStep(step, mostSteps(options_.maxSpans), d.u, d.v, d.largest);

@@ -31,6 +31,8 @@ INPUT  FILE.patches        Bezier patches: sampled, fitted again, compared with 
                        diagonal of the bounding box)
   -s, --max-spans N    most spans in each direction, 1 to %d (default: 30)
   -a, --axis x|y|z     look along this axis instead of across the best plane
+      --method WAY     of the least squares: qr, cholesky (normal equations, fast for very many
+                       points) or auto, which chooses (default)
   -n, --noise SIGMA    blur the points by this standard deviation, in units of the input
       --seed N         of the noise (default: 1)
       --samples N      a patch is sampled at N x N points, 4 to 100 (default: 10)
@@ -66,6 +68,7 @@ enum LongOnly {
     kTurntable,
     kEdit,
     kDebug,
+    kMethod,
     kScratch,
     kCacheDirectory,
     kNoCache,
@@ -92,6 +95,7 @@ constexpr option kLong[] = {{"out", required_argument, nullptr, 'o'},
                             {"turntable", required_argument, nullptr, kTurntable},
                             {"edit", required_argument, nullptr, kEdit},
                             {"debug", required_argument, nullptr, kDebug},
+                            {"method", required_argument, nullptr, kMethod},
                             {"project", required_argument, nullptr, kProject},
                             {"name", required_argument, nullptr, kName},
                             {"scratch", no_argument, nullptr, kScratch},
@@ -142,6 +146,14 @@ char axis(const char* text) {
     throw Failure("--axis: " + quoted(text) + " is not x, y or z");
 }
 
+Method method(const char* text) {
+    const std::string_view view(text);
+    if (view == "qr") return Method::kQr;
+    if (view == "cholesky") return Method::kCholesky;
+    if (view == "auto") return Method::kAuto;
+    throw Failure("--method: " + quoted(text) + " is not qr, cholesky or auto");
+}
+
 std::string directory(const char* option, const char* text) {
     if (*text == '\0') throw Failure(std::string(option) + ": no directory given");
     return text;
@@ -155,7 +167,7 @@ std::string projectName(const std::string& text) {
 
 /// Which of the options that not every kind of input knows have been given.
 struct Given {
-    bool samples = false, maxSpans = false, axis = false;
+    bool samples = false, maxSpans = false, axis = false, method = false;
 };
 
 void apply(int code, const char* text, Options& options, Given& given) {
@@ -200,6 +212,10 @@ void apply(int code, const char* text, Options& options, Given& given) {
             break;
         case kEdit:
             options.edit = text;
+            break;
+        case kMethod:
+            options.method = method(text);
+            given.method = true;
             break;
         case kDebug:
             options.debug = text;
@@ -254,6 +270,7 @@ void check(const Options& options, const Given& given) {
                                   : given.maxSpans ? "--max-spans"
                                                    : "--scratch") +
                       " is of no use with .patches");
+    if (given.method && patches) throw Failure("--method is of no use with .patches");
 }
 
 std::string unknownOption(char** argv) {

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "placement.h"
+#include "spline_fit.h"
 
 namespace kelvo::fit {
 
@@ -16,7 +17,8 @@ struct Options {
     double tolerance = 0;  // units of the input; 0: a thousandth of the diagonal
     int maxSpans = 30;     // in each direction
     char axis = '\0';      // x, y, z, or none: the best plane
-    double noise = 0;      // standard deviation in each coordinate, units of the input
+    Method method = Method::kAuto;
+    double noise = 0;  // standard deviation in each coordinate, units of the input
     std::uint64_t seed = 1;
     int samples = 10;  // in each direction of a patch
     std::string unit;  // of the input, for labels only

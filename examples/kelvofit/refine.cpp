@@ -58,7 +58,7 @@ std::optional<SplineFit> Refiner::tryFit(int u, int v) {
     stopped_ = stopped_ || settings_.stop();
     if (stopped_) return std::nullopt;
     ++result_.fits;
-    SplineFit fit = fitSpline(cloud_, u, v, settings_.memory);
+    SplineFit fit = fitSpline(cloud_, u, v, settings_.memory, settings_.method);
     if (fit.rank > kMostUnknowns * static_cast<double>(cloud_.points.size())) return std::nullopt;
     return fit;
 }
@@ -123,7 +123,7 @@ void Refiner::thin(bool u) {
 
 Refinement Refiner::run() {
     ++result_.fits;
-    bool ended = take(fitSpline(cloud_, 1, 1, settings_.memory));
+    bool ended = take(fitSpline(cloud_, 1, 1, settings_.memory, settings_.method));
     while (!ended) {
         const std::optional<SplineFit> step = nextStep();
         if (!step) result_.reason = stopped_ ? StopReason::kUser : StopReason::kNoImprovement;

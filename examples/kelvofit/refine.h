@@ -14,6 +14,7 @@ struct RefineSettings {
     int maxSpans = 30;     // in each direction
     std::function<bool()> stop = [] { return false; };  // asked before every further fit
     Memory memory = Memory::kHeap;                      // of the least-squares matrices
+    Method method = Method::kAuto;
 };
 
 /// One fit that was made and taken.

@@ -140,6 +140,8 @@ void addScattered(Json& json, const CloudResult& scattered) {
     json.add("rank", r.best.rank);
     json.add("free_columns", r.best.freeColumns);
     json.add("weak_columns", r.best.weakColumns);
+    json.add("method", r.best.normalCondition > 0 ? "cholesky" : "qr");
+    if (r.best.normalCondition > 0) json.add("normal_condition", 1 / r.best.normalCondition);
     json.add("noise_estimate", r.best.noise);
     json.add("fits_made", r.fits);
     json.openList("steps");

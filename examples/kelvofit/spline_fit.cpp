@@ -1,6 +1,7 @@
 #include "spline_fit.h"
 
 #include "banded_least_squares.h"
+#include "normal_equations.h"
 
 namespace kelvo::fit {
 namespace {
@@ -11,6 +12,12 @@ constexpr double kFreeTolerance = 1e-7;  // diagonal of R at which a column coun
 constexpr double kWeakSupport = 0.05;    // support below which fairness helps
 constexpr double kFairness = 0.05;       // weight of a bend of the net at a free coefficient
 constexpr double kAnchor = 1e-7;         // weight that keeps the net at the plane if nothing else
+// Where normal equations serve: columns (a full matrix is kept), weak ones among them (each of their
+// rows is an update of the factor), 1 / condition; and 1 / condition that needs no correction.
+constexpr int kMostNormal = 2000, kMostWeak = 30;
+constexpr double kLeastCondition = 1e-11, kGoodCondition = 1e-4;
+// Where they are the faster way: points to a column, width of the net.
+constexpr int kManyPoints = 30, kWideNet = 10;
 constexpr int kRounds = 40;  // at most, that take the pull of fairness off what points support
 
 /// The system of one fit. Blocks run along the direction with more spans, so that they are small.
@@ -29,7 +36,7 @@ class Assembly {
     }
 
     /// Least squares, with fairness where coefficients are free or weak.
-    void solve(SplineFit& fit);
+    void solve(SplineFit& fit, Method method);
 
   private:
     double share(int c) const { return help_[static_cast<std::size_t>(c)]; }
@@ -47,9 +54,15 @@ class Assembly {
     void sortByWindow();
     void measureSupport();
     void addPoints(BandedLeastSquares& system, int window) const;
-    void addFairness(BandedLeastSquares& system, int window) const;
-    void addBend(BandedLeastSquares& system, int window, int i, int j, bool alongIt) const;
+    template <class System>
+    void addFairness(System& system, int window) const;
+    template <class System>
+    void addBend(System& system, int window, int i, int j, bool alongIt) const;
     int rateColumns(const std::vector<int>& freeColumns);
+    SplineRow rowOf(const CloudPoint& p) const;
+    bool solveNormal(SplineFit& fit) const;
+    void makeFair(const NormalEquations& equations, const std::vector<double>& sides,
+                  std::vector<double>& solution, const SplineFit& fit) const;
     void solveFair(const BandedLeastSquares& plain, SplineFit& fit) const;
     std::vector<double> gradient(const BandedLeastSquares& system, const std::vector<double>& x,
                                  double& squares) const;
@@ -116,7 +129,8 @@ double Assembly::pointSquares() const {
 }
 
 // A row that asks for no bend of the net at the coefficient (i, j), along the blocks or across.
-void Assembly::addBend(BandedLeastSquares& system, int window, int i, int j, bool alongIt) const {
+template <class System>
+void Assembly::addBend(System& system, int window, int i, int j, bool alongIt) const {
     const CubicAxis& axis = alongIt ? along_ : across_;
     const int at = alongIt ? i : j, size = across_.size();
     if (at < 1 || at + 1 >= axis.size()) return;
@@ -135,7 +149,8 @@ void Assembly::addBend(BandedLeastSquares& system, int window, int i, int j, boo
 }
 
 // The fairness rows that start in the first block of `window`; in the last window, all others too.
-void Assembly::addFairness(BandedLeastSquares& system, int window) const {
+template <class System>
+void Assembly::addFairness(System& system, int window) const {
     const int last = along_.spans() - 1;
     const int end = window == last ? along_.size() : window + 1;
     for (int i = window; i < end; ++i)
@@ -172,7 +187,110 @@ void Assembly::store(const std::vector<double>& solution, SplineFit& fit) const 
         }
 }
 
-void Assembly::solve(SplineFit& fit) {
+SplineRow Assembly::rowOf(const CloudPoint& p) const {
+    const Basis a = along_.basis(alongOf(p)), b = across_.basis(acrossOf(p));
+    SplineRow row;
+    for (std::size_t i = 0; i < 4; ++i) {
+        row.first[i] = (a.span + static_cast<int>(i)) * across_.size() + b.span;
+        for (std::size_t j = 0; j < 4; ++j) row.value[4 * i + j] = a.value[i] * b.value[j];
+    }
+    return row;
+}
+
+// By normal equations; false when their condition is too bad.
+bool Assembly::solveNormal(SplineFit& fit) const {
+    NormalEquations equations(fit.rank);
+    std::vector<double> sides(3 * support_.size());
+    for (const CloudPoint& p : cloud_.points) {
+        const SplineRow row = rowOf(p);
+        equations.add(row);
+        addTo(sides, row, offsetOf(p));
+    }
+    const double condition = equations.factor();
+    if (!(condition >= kLeastCondition)) return false;
+    std::vector<double> solution = sides;
+    equations.solve(solution);
+    if (condition < kGoodCondition) {
+        std::vector<double> correction(solution.size());
+        for (const CloudPoint& p : cloud_.points) {
+            const SplineRow row = rowOf(p);
+            addTo(correction, row, offsetOf(p) - valueOf(row, solution));
+        }
+        equations.solve(correction);
+        for (std::size_t c = 0; c < solution.size(); ++c) solution[c] += correction[c];
+    }
+    fit.normalCondition = condition;
+    if (fit.weakColumns > 0) makeFair(equations, sides, solution, fit);
+    store(solution, fit);
+    return true;
+}
+
+// Passes the rows that it is given on to the factor.
+class FactorRows {
+  public:
+    FactorRows(NormalEquations& factor, int blockSize)
+        : factor_(factor),
+          blockSize_(blockSize),
+          row_(static_cast<std::size_t>(BandedLeastSquares::kBand * blockSize)) {}
+
+    double* newRow(int window) {
+        pass();
+        window_ = window;
+        used_ = true;
+        return row_.data();
+    }
+    void pass() {
+        if (!used_) return;
+        factor_.update(row_.data(), window_ * blockSize_, static_cast<int>(row_.size()));
+        std::fill(row_.begin(), row_.end(), 0.0);
+    }
+
+  private:
+    NormalEquations& factor_;
+    int blockSize_, window_ = 0;
+    bool used_ = false;
+    std::vector<double> row_;
+};
+
+double dotOf(const std::vector<double>& a, const std::vector<double>& b) {
+    double sum = 0;
+    for (std::size_t c = 0; c < a.size(); ++c) sum += a[c] * b[c];
+    return sum;
+}
+
+// What solveFair() does, from the least-squares solution of all points.
+void Assembly::makeFair(const NormalEquations& equations, const std::vector<double>& sides,
+                        std::vector<double>& solution, const SplineFit& fit) const {
+    const double freedom = static_cast<double>(cloud_.points.size()) - fit.rank;
+    const double leastSquares = std::max(pointSquares() - dotOf(solution, sides), 0.0);
+    const double variance = leastSquares / std::max(freedom, 1.0);
+    NormalEquations fair = equations;
+    FactorRows rows(fair, across_.size());
+    for (int window = 0; window < along_.spans(); ++window) addFairness(rows, window);
+    rows.pass();
+    const std::vector<double> best = solution;
+    solution = sides;
+    fair.solve(solution);
+    for (int round = 1; round < kRounds; ++round) {
+        std::vector<double> way = best;
+        for (std::size_t c = 0; c < way.size(); ++c) way[c] -= solution[c];
+        std::vector<double> correction = equations.product(way);
+        if (dotOf(way, correction) <= fit.weakColumns * variance) break;
+        fair.solve(correction);
+        for (std::size_t c = 0; c < solution.size(); ++c) solution[c] += correction[c];
+    }
+}
+
+void Assembly::solve(SplineFit& fit, Method method) {
+    fit.rank = static_cast<int>(support_.size());
+    const bool many = cloud_.points.size() >= kManyPoints * support_.size();
+    const bool faster = many && across_.size() >= kWideNet;
+    if ((method == Method::kCholesky || (method == Method::kAuto && faster)) &&
+        fit.rank <= kMostNormal) {
+        fit.weakColumns = rateColumns({});
+        if (fit.weakColumns <= kMostWeak && solveNormal(fit)) return;
+        help_.assign(support_.size(), 0.0);
+    }
     BandedLeastSquares system(along_.size(), across_.size(), kFreeTolerance * std::sqrt(ordinary_),
                               memory_);
     for (int window = 0; window < along_.spans(); ++window) addPoints(system, window);
@@ -260,11 +378,11 @@ void measure(const Cloud& cloud, SplineFit& fit) {
 
 }  // namespace
 
-SplineFit fitSpline(const Cloud& cloud, int uSpans, int vSpans, Memory memory) {
+SplineFit fitSpline(const Cloud& cloud, int uSpans, int vSpans, Memory memory, Method method) {
     SplineFit fit;
     fit.surface = SplineSurface(uSpans, vSpans);
     Assembly assembly(cloud, uSpans, vSpans, memory);
-    assembly.solve(fit);
+    assembly.solve(fit, method);
     measure(cloud, fit);
     return fit;
 }

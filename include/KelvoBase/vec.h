@@ -26,9 +26,15 @@ class DoubleVecPick;
 class IntVecPick;
 class SCharVecPick;
 
+class RWBlock;
+namespace kelvo::linalg {
+RWBlock* newBlock(unsigned count, unsigned elementSize);
+}
+
 /// The storage that vectors and matrices share: one array of elements and the number of holders.
 /// The holder that drops the last reference frees array and block. At most 65,535 holders; the
-/// count is not checked. Records come from a free list of up to five.
+/// count is not checked. Records come from a free list of up to five; the small blocks of vectors and
+/// matrices are used again whole.
 class KELVO_API RWBlock {
   public:
     /// One holder and an array of `count` elements, not initialised. data() is null for none, and
@@ -38,7 +44,7 @@ class KELVO_API RWBlock {
     RWBlock(const RWBlock&) = delete;
     RWBlock& operator=(const RWBlock&) = delete;
 
-    /// The array, borrowed. A large one begins at a cache line.
+    /// The array, borrowed. One longer than a cache line begins at one.
     void* data() const { return data_; }
     /// Number of holders.
     unsigned references() const { return references_; }
@@ -53,11 +59,13 @@ class KELVO_API RWBlock {
     static void operator delete(void* record, std::size_t size);
 
   private:
+    friend RWBlock* kelvo::linalg::newBlock(unsigned count, unsigned elementSize);
     void destroy();
 
     std::uint16_t references_ = 1;
-    std::uint8_t shift_ = 0;  // bytes from the allocated memory to data_
-    void* data_ = nullptr;    // owned
+    std::uint8_t shift_ = 0;       // bytes from the allocated memory to data_
+    std::uint8_t arrayClass_ = 0;  // of a small array; 0 for others
+    void* data_ = nullptr;         // owned
 };
 static_assert(sizeof(RWBlock) == 2 * sizeof(void*), "class 4 of the free list of records");
 

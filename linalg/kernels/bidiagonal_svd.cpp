@@ -7,6 +7,11 @@
 namespace kelvo::kernels {
 namespace {
 
+// Below this order rotations do not wait.
+constexpr int kSmallestQueued = 72;
+// Sums of squares in between have all their digits, and so have their reciprocals.
+constexpr double kLeastSquares = 0x1p-900, kMostSquares = 0x1p900;
+
 // QR steps for one singular value of m. The published 30 are too few where the values decay down to
 // rounding noise: beside the first entry of the block the shift is then lost, each step shrinks e[l]
 // by (s[l + 1] / s[l])^2 only, and about 0.8 m steps pass until the block falls apart.
@@ -18,6 +23,12 @@ int maxQrSteps(int m) {
 struct Iteration {
     double *s, *e;
     Rotated left, right;
+    RotationQueue leftQueue, rightQueue;
+
+    void flush() {
+        leftQueue.flush();
+        rightQueue.flush();
+    }
 };
 
 double* column(const Rotated& r, int j) {
@@ -28,24 +39,29 @@ bool has(const Rotated& r, int i, int j) {
     return r.a && std::max(i, j) < r.columns;
 }
 
-struct Rotation {
-    double c, s;
+// A rotation that takes (a, b) to (size, 0).
+struct Turn : Rotation {
+    double size;
 };
 
-// The rotation that takes (a, b) to (r, 0); a becomes r. Sine and cosine come from scaled numbers,
-// so that they stay a rotation where a and b have few digits left.
-Rotation makeRotation(double& a, double b) {
-    const double size = std::fabs(a) + std::fabs(b);
-    if (size == 0.0) return {1.0, 0.0};
+// From scaled numbers, so that it stays a rotation where a and b have few digits left.
+Turn scaledTurn(double a, double b) {
+    const double scale = std::fabs(a) + std::fabs(b);
+    if (scale == 0.0) return {{1.0, 0.0}, a};
     const double dominant = std::fabs(a) > std::fabs(b) ? a : b;
-    const double as = a / size, bs = b / size;
+    const double as = a / scale, bs = b / scale;
     const double norm = std::copysign(std::sqrt(as * as + bs * bs), dominant);
-    a = size * norm;
-    return {as / norm, bs / norm};
+    return {{as / norm, bs / norm}, scale * norm};
 }
 
-void rotate(const Rotated& r, int i, int j, const Rotation& g) {
-    if (has(r, i, j)) rot(r.rows, column(r, i), column(r, j), g.c, g.s);
+inline Turn makeTurn(double a, double b) {
+    const double squares = a * a + b * b;
+    if (!(squares >= kLeastSquares && squares <= kMostSquares)) return scaledTurn(a, b);
+    // Each rotation waits for the one before: the division runs beside the root.
+    const double root = std::sqrt(squares);
+    const double sign = std::fabs(a) > std::fabs(b) ? a : b;
+    const double inverse = std::copysign(1.0 / squares, sign);
+    return {{a * inverse * root, b * inverse * root}, std::copysign(root, sign)};
 }
 
 void swapColumns(const Rotated& r, int i, int j) {
@@ -85,28 +101,32 @@ int negligibleDiagonal(const Iteration& t, int begin, int last) {
 }
 
 // s[last] is 0: takes e[last - 1] up and out of its column.
-void deflateLast(const Iteration& t, int begin, int last) {
+void deflateLast(Iteration& t, int begin, int last) {
+    t.flush();
     double f = t.e[last - 1];
     t.e[last - 1] = 0.0;
     for (int k = last - 1; k >= begin; --k) {
-        const Rotation g = makeRotation(t.s[k], f);
+        const Turn g = makeTurn(t.s[k], f);
+        t.s[k] = g.size;
         if (k != begin) {
             f = -g.s * t.e[k - 1];
             t.e[k - 1] *= g.c;
         }
-        rotate(t.right, k, last, g);
+        t.rightQueue.rotateNow(k, last, g);
     }
 }
 
 // s[zero] is 0: takes e[zero] along and out of its row, which splits the block there.
-void splitAt(const Iteration& t, int zero, int last) {
+void splitAt(Iteration& t, int zero, int last) {
+    t.flush();
     double f = t.e[zero];
     t.e[zero] = 0.0;
     for (int k = zero + 1; k <= last; ++k) {
-        const Rotation g = makeRotation(t.s[k], f);
+        const Turn g = makeTurn(t.s[k], f);
+        t.s[k] = g.size;
         f = -g.s * t.e[k];
         t.e[k] *= g.c;
-        rotate(t.left, k, zero, g);
+        t.leftQueue.rotateNow(k, zero, g);
     }
 }
 
@@ -132,26 +152,30 @@ Bulge shiftedStart(const Iteration& t, int begin, int last) {
     return {(sl + sm) * (sl - sm) + shift, sl * el};
 }
 
-void qrStep(const Iteration& t, int begin, int last) {
+void qrStep(Iteration& t, int begin, int last) {
+    t.leftQueue.beginSweep(begin, last);
+    t.rightQueue.beginSweep(begin, last);
     double *s = t.s, *e = t.e;
     auto [f, g] = shiftedStart(t, begin, last);
+    double diagonal = s[begin], super = e[begin];
     for (int k = begin; k < last; ++k) {
-        const Rotation r = makeRotation(f, g);
-        if (k != begin) e[k - 1] = f;
-        f = r.c * s[k] + r.s * e[k];
-        e[k] = r.c * e[k] - r.s * s[k];
+        const Turn r = makeTurn(f, g);
+        if (k != begin) e[k - 1] = r.size;
+        f = r.c * diagonal + r.s * super;
+        super = r.c * super - r.s * diagonal;
         g = r.s * s[k + 1];
-        s[k + 1] *= r.c;
-        rotate(t.right, k, k + 1, r);
+        diagonal = r.c * s[k + 1];
+        t.rightQueue.add(k, r);
 
-        const Rotation l = makeRotation(f, g);
-        s[k] = f;
-        f = l.c * e[k] + l.s * s[k + 1];
-        s[k + 1] = l.c * s[k + 1] - l.s * e[k];
+        const Turn l = makeTurn(f, g);
+        s[k] = l.size;
+        f = l.c * super + l.s * diagonal;
+        diagonal = l.c * diagonal - l.s * super;
         g = l.s * e[k + 1];
-        e[k + 1] *= l.c;
-        rotate(t.left, k, k + 1, l);
+        super = l.c * e[k + 1];
+        t.leftQueue.add(k, l);
     }
+    s[last] = diagonal;
     e[last - 1] = f;
 }
 
@@ -168,13 +192,20 @@ void accept(const Iteration& t, int l, int m) {
 
 }  // namespace
 
-int diagonalize(int m, double* s, double* e, const Rotated& left, const Rotated& right) {
-    const Iteration t = {s, e, left, right};
-    int qrSteps = 0;
-    for (int last = m - 1; last >= 0;) {
+std::size_t diagonalizeWork(int m) {
+    return m < kSmallestQueued ? 0 : 2 * RotationQueue::work(m);
+}
+
+int diagonalize(int m, double* s, double* e, const Rotated& left, const Rotated& right,
+                double* work) {
+    if (diagonalizeWork(m) == 0) work = nullptr;
+    double* const second = work ? work + RotationQueue::work(m) : nullptr;
+    Iteration t = {s, e, left, right, {left, m, work}, {right, m, second}};
+    int qrSteps = 0, last = m - 1;
+    while (last >= 0) {
         const int begin = blockBegin(t, last);
         if (begin == last) {
-            accept(t, last--, m);
+            --last;
             qrSteps = 0;
             continue;
         }
@@ -187,10 +218,12 @@ int diagonalize(int m, double* s, double* e, const Rotated& left, const Rotated&
         } else if (qrSteps++ < maxQrSteps(m)) {
             qrStep(t, begin, last);
         } else {
-            return last + 1;
+            break;
         }
     }
-    return 0;
+    t.flush();
+    for (int l = m - 1; l > last; --l) accept(t, l, m);
+    return last + 1;
 }
 
 }  // namespace kelvo::kernels

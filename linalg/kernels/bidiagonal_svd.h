@@ -4,14 +4,9 @@
 
 #include <cstddef>
 
-namespace kelvo::kernels {
+#include "linalg/kernels/rotation_queue.h"
 
-/// The columns that follow the iteration: U or V. `a` is null when they are not wanted.
-struct Rotated {
-    double* a;
-    std::ptrdiff_t lda;
-    int rows, columns;
-};
+namespace kelvo::kernels {
 
 /// Takes the bidiagonal matrix of order m with diagonal s[0..m-1] and super-diagonal e[0..m-2]
 /// (e[m-1] = 0; the largest entry between 2^-900 and 2^1000, or all 0) to the diagonal of its
@@ -19,6 +14,12 @@ struct Rotated {
 /// rotations on columns that they do not have are left out. Returns how many values, the leading
 /// ones, were not found. Ends on other input too, not-a-number included, but then without a promise
 /// on what it leaves.
-int diagonalize(int m, double* s, double* e, const Rotated& left, const Rotated& right);
+///
+/// work  diagonalizeWork(m) doubles, or null: slower, with the same result
+int diagonalize(int m, double* s, double* e, const Rotated& left, const Rotated& right,
+                double* work);
+
+/// Number of doubles of scratch that diagonalize can use; 0 for small matrices.
+std::size_t diagonalizeWork(int m);
 
 }  // namespace kelvo::kernels

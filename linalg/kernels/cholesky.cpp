@@ -8,15 +8,19 @@ namespace kelvo::kernels {
 namespace {
 
 // Below this order blocks cost more than they gain.
-constexpr int kSmallest = 24;
+constexpr int kSmallest = 14, kSmallestPivoted = 10;
+
+bool isSmall(int p, int job) {
+    return p < (job != 0 ? kSmallestPivoted : kSmallest);
+}
 
 struct Tables {
     const CholeskyTable& plain;
     const PivotedCholeskyTable& pivoted;
 };
 
-Tables tables() {
-    switch (activeLevel()) {
+Tables tables(int n) {
+    switch (levelForOrder(n)) {
 #if defined(__x86_64__)
         case Level::kV2:
             return {v2::kCholeskyTable, v2::kPivotedCholeskyTable};
@@ -103,18 +107,18 @@ int factorPlain(double* a, std::ptrdiff_t lda, int p, double* work, int* jpvt, c
 }  // namespace
 
 std::size_t dchdcScratch(int p, int job) {
-    if (p < kSmallest) return 0;
+    if (isSmall(p, job)) return 0;
     const auto n = static_cast<std::size_t>(p);
-    return job != 0 ? tables().pivoted.work(n) : tables().plain.work(n);
+    return job != 0 ? tables(p).pivoted.work(n) : tables(p).plain.work(n);
 }
 
 int dchdc(double* a, std::ptrdiff_t lda, int p, double* work, int* jpvt, int job, double* scratch) {
     const Range free = job != 0 ? arrange(a, lda, p, jpvt) : Range{0, 0};
-    if (scratch == nullptr || p < kSmallest) return factorPlain(a, lda, p, work, jpvt, free);
+    if (scratch == nullptr || isSmall(p, job)) return factorPlain(a, lda, p, work, jpvt, free);
     const auto n = static_cast<std::size_t>(p), step = static_cast<std::size_t>(lda);
-    if (job == 0) return tables().plain.factor(a, step, n, scratch);
-    return tables().pivoted.factor(a, step, n, jpvt, static_cast<std::size_t>(free.begin),
-                                   static_cast<std::size_t>(free.end), scratch);
+    if (job == 0) return tables(p).plain.factor(a, step, n, scratch);
+    return tables(p).pivoted.factor(a, step, n, jpvt, static_cast<std::size_t>(free.begin),
+                                    static_cast<std::size_t>(free.end), scratch);
 }
 
 void dposl(const double* r, std::ptrdiff_t ldr, int n, double* b) {

@@ -129,8 +129,9 @@ namespace {
 void finishColumns(int n, double* r, std::ptrdiff_t ldr, double* rest, double* c, double* s) {
     for (int j = 0; j < n; ++j) {
         double* const column = r + j * ldr;
-        for (int i = 0; i < j; ++i) rotate(c[i], s[i], column[i], rest[j]);
-        drotg(column + j, rest[j], c + j, s + j);
+        double left = rest[j];  // in a register: the stores might change memory
+        for (int i = 0; i < j; ++i) rotate(c[i], s[i], column[i], left);
+        drotg(column + j, left, c + j, s + j);
     }
 }
 
@@ -141,7 +142,7 @@ void dchud(double* r, std::ptrdiff_t ldr, int p, const double* x, double* z, std
     double rest[kTogether];
     for (int begin = 0; begin < p; begin += kTogether) {
         const int cols = std::min(kTogether, p - begin);
-        std::copy_n(x + begin, cols, rest);
+        for (int j = 0; j < cols; ++j) rest[j] = x[begin + j];
         rotateRows(begin, cols, c, s, r + begin * ldr, ldr, rest);
         for (int j = begin; j < begin + cols; j += kFew) {
             const int few = std::min(kFew, begin + cols - j);

@@ -3,6 +3,8 @@
 // Guide, SIAM 1979, chapter 9). Plain arrays of the caller, nothing allocated.
 #pragma once
 
+#include <cstddef>
+
 namespace kelvo::kernels {
 
 // What an entry of `jpvt` asks for on entry: any positive number is "initial", any negative one
@@ -29,9 +31,14 @@ constexpr int kPivotFinal = -1;
 /// job    0: no pivoting. Otherwise step k takes the free column of largest remaining norm, the
 ///        first one on ties. Norms are brought down from step to step and computed anew once
 ///        cancellation has eaten them.
+/// scratch  dqrdcScratch(n, p, job) doubles, or null: slower, and the same up to rounding
 ///
 /// Every input ends. Not-a-number and infinity spread through the columns they meet; a norm that is
 /// not a number never wins the pivot. Norms beyond the largest double count as infinite.
-void dqrdc(double* x, int ldx, int n, int p, double* qraux, int* jpvt, double* work, int job);
+void dqrdc(double* x, int ldx, int n, int p, double* qraux, int* jpvt, double* work, int job,
+           double* scratch);
+
+/// Number of doubles of scratch that dqrdc can use; 0 for small matrices.
+std::size_t dqrdcScratch(int n, int p, int job);
 
 }  // namespace kelvo::kernels

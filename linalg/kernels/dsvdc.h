@@ -3,6 +3,8 @@
 // 1979, chapter 11; Golub and Reinsch 1970). Plain arrays of the caller, nothing allocated.
 #pragma once
 
+#include <cstddef>
+
 namespace kelvo::kernels {
 
 /// Decomposes the n x p matrix X = U diag(s) V'. Returns `info`, the number of singular values that
@@ -30,6 +32,9 @@ namespace kelvo::kernels {
 /// end, so that it neither overflows nor loses digits on the way; a singular value that is itself
 /// beyond the largest double comes back infinite.
 int dsvdc(double* x, int ldx, int n, int p, double* s, double* e, double* u, int ldu, double* v,
-          int ldv, double* work, int job);
+          int ldv, double* work, int job, double* scratch);
+
+/// Number of doubles of scratch that dsvdc can use; 0 for small matrices.
+std::size_t dsvdcScratch(int n, int p);
 
 }  // namespace kelvo::kernels

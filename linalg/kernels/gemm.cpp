@@ -160,8 +160,13 @@ void gemm(Form formA, Form formB, std::size_t m, std::size_t n, std::size_t k, c
 
 void gemv(std::size_t m, std::size_t n, const double* a, std::size_t lda, const double* x,
           double* y) {
-    for (std::size_t i = 0; i < m; ++i) y[i] = 0.0;
-    table().gemv(m, n, a, lda, x, y);
+    const GemmTable& t = table();
+    if (m > 2 * t.tileRows) {
+        for (std::size_t i = 0; i < m; ++i) y[i] = 0.0;
+        return t.gemv(m, n, a, lda, x, y);
+    }
+    for (std::size_t i = 0; i < m; i += t.tileRows)  // y in registers
+        t.tile(least(t.tileRows, m - i), 1, n, a + i, lda, x, 1, 1, y + i, m, false);
 }
 
 void gemvTransposed(std::size_t m, std::size_t n, const double* a, std::size_t lda, const double* x,

@@ -108,23 +108,6 @@ void gemv(size_t m, size_t n, const double* a, size_t lda, const double* x, doub
     if (rows < m) addParts(m - rows, n, a + rows, lda, x, y + rows);
 }
 
-// The sum of the lanes, by halves.
-inline double lanes(const Vector& v) {
-#if defined(__AVX512F__)
-    const auto quad =
-        __builtin_shufflevector(v, v, 0, 1, 2, 3) + __builtin_shufflevector(v, v, 4, 5, 6, 7);
-#else
-    const auto& quad = v;
-#endif
-#if defined(__AVX__)
-    const auto pair =
-        __builtin_shufflevector(quad, quad, 0, 1) + __builtin_shufflevector(quad, quad, 2, 3);
-#else
-    const auto& pair = quad;
-#endif
-    return pair[0] + pair[1];
-}
-
 // y(0), ..., y(N - 1) += the products of N columns with x, which is loaded once for them.
 template <size_t N>
 inline void dots(size_t m, const double* a, size_t lda, const double* x, double* y) {

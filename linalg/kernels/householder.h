@@ -2,6 +2,7 @@
 // turns the vector it was made from into (-norm, 0, ..., 0). Private to those kernels.
 #pragma once
 
+#include "linalg/kernels/block_reflector.h"
 #include "linalg/kernels/vector_ops.h"
 
 namespace kelvo::kernels {
@@ -24,9 +25,14 @@ inline double makeReflection(int n, double* x) {
     return lifted ? norm / kLift : norm;
 }
 
-/// y := y reflected by v.
-inline void applyReflection(int n, const double* v, double* y) {
-    axpy(n, -dot(n, v, y) / v[0], v, y);
+/// The columns of C reflected by v.
+inline void applyReflection(int n, const double* v, int cols, double* c, std::ptrdiff_t ldc) {
+    if (n >= static_cast<int>(kShortLength)) {
+        reflectionTable().reflect(static_cast<std::size_t>(n), v, static_cast<std::size_t>(cols), c,
+                                  static_cast<std::size_t>(ldc));
+        return;
+    }
+    for (int j = 0; j < cols; ++j, c += ldc) axpy(n, -dot(n, v, c) / v[0], v, c);
 }
 
 /// The same with v(0) given apart from v(1), ..., v(n-1).

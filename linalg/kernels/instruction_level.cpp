@@ -1,5 +1,8 @@
 #include "linalg/kernels/instruction_level.h"
 
+#include <cstdlib>
+#include <cstring>
+
 #include "linalg/kernels/vector_ops.h"
 
 namespace kelvo::kernels {
@@ -9,7 +12,11 @@ const VectorTable* activeTable = &base::kVectorTable;
 
 namespace {
 
-Level g_level = Level::kBase;  // of activeTable; set while loading, then only by forceLevel
+// Set while loading, then only by forceLevel.
+Level g_level = Level::kBase;  // of activeTable
+Level g_largeLevel = Level::kBase;
+
+constexpr int kLargeOrder = 400;
 
 const VectorTable* tableOf(Level level) {
     switch (level) {
@@ -30,14 +37,32 @@ const VectorTable* tableOf(Level level) {
     return &base::kVectorTable;
 }
 
+bool hasSplitVectors() {
+#if defined(__x86_64__)
+    return __builtin_cpu_is("amdfam19h");
+#else
+    return false;
+#endif
+}
+
 [[gnu::constructor]] void chooseBestLevel() {
 #if defined(__x86_64__)
     __builtin_cpu_init();
 #endif
-    for (Level level : kAllLevels) forceLevel(level);
+    const char* const named = std::getenv("KELVO_SIMD");
+    for (Level level : kAllLevels) {
+        forceLevel(level);
+        if (named != nullptr && std::strcmp(named, nameOf(level)) == 0) return;
+    }
+    if (g_level == Level::kV4 && hasSplitVectors()) g_largeLevel = Level::kV3;
 }
 
 }  // namespace
+
+const char* nameOf(Level level) {
+    constexpr const char* kNames[] = {"base", "v2", "v3", "v4"};
+    return kNames[static_cast<int>(level)];
+}
 
 bool levelSupported(Level level) {
     switch (level) {
@@ -66,9 +91,13 @@ Level activeLevel() {
     return g_level;
 }
 
+Level levelForOrder(int n) {
+    return n < kLargeOrder ? g_level : g_largeLevel;
+}
+
 bool forceLevel(Level level) {
     if (!levelSupported(level)) return false;
-    g_level = level;
+    g_level = g_largeLevel = level;
     activeTable = tableOf(level);
     return true;
 }

@@ -1,5 +1,6 @@
-// The processor's instruction level that the vector kernels use. Chosen once while the library is
-// loaded: the best one that processor and operating system support.
+// The processor's instruction level that the kernels use. Chosen once while the library is loaded: the
+// best one that processor and operating system support, or the one that the environment variable
+// KELVO_SIMD names (base, v2, v3, v4) when that is lower. Another text counts for nothing.
 #pragma once
 
 namespace kelvo::kernels {
@@ -10,11 +11,18 @@ enum class Level { kBase, kV2, kV3, kV4 };
 
 constexpr Level kAllLevels[] = {Level::kBase, Level::kV2, Level::kV3, Level::kV4};
 
+/// base, v2, v3, v4
+const char* nameOf(Level level);
+
 /// True when this machine can run `level`.
 bool levelSupported(Level level);
 
 /// The level in use.
 Level activeLevel();
+
+/// The level in use for a factorization of order n. Processors whose 512-bit arithmetic runs in two
+/// halves do large ones faster by v3; naming a level by KELVO_SIMD or forceLevel settles it for all.
+Level levelForOrder(int n);
 
 /// For tests and benchmarks: uses `level` from now on. False, and nothing changes, when this
 /// machine cannot run it. Not to be called while another thread computes.

@@ -44,11 +44,18 @@ class Part {
 class Part {
   public:
     explicit Part(size_t count)
-        : mask_(_mm256_set_epi64x(0, count > 2 ? -1 : 0, count > 1 ? -1 : 0, -1)) {}
+        : count_(count), mask_(_mm256_set_epi64x(0, count > 2 ? -1 : 0, count > 1 ? -1 : 0, -1)) {}
     Vector load(const double* p) const { return Vector(_mm256_maskload_pd(p, mask_)); }
-    void store(double* p, const Vector& v) const { _mm256_maskstore_pd(p, mask_, __m256d(v)); }
+    // Some processors take long for a store under a mask.
+    void store(double* p, const Vector& v) const {
+        const __m128d low = _mm256_castpd256_pd128(__m256d(v));
+        if (count_ == 1) return _mm_store_sd(p, low);
+        _mm_storeu_pd(p, low);
+        if (count_ == 3) p[2] = v[2];
+    }
 
   private:
+    size_t count_;
     __m256i mask_;
 };
 #else
@@ -59,6 +66,23 @@ class Part {
     void store(double* p, const Vector& v) const { p[0] = v[0]; }
 };
 #endif
+
+// The sum of the lanes, by halves.
+inline double lanes(const Vector& v) {
+#if defined(__AVX512F__)
+    const auto quad =
+        __builtin_shufflevector(v, v, 0, 1, 2, 3) + __builtin_shufflevector(v, v, 4, 5, 6, 7);
+#else
+    const auto& quad = v;
+#endif
+#if defined(__AVX__)
+    const auto pair =
+        __builtin_shufflevector(quad, quad, 0, 1) + __builtin_shufflevector(quad, quad, 2, 3);
+#else
+    const auto& pair = quad;
+#endif
+    return pair[0] + pair[1];
+}
 
 // From two vectors of which the second stands S places below the first in a square: the rows and
 // columns where bit S of the place is 0 and 1, exchanged between them.

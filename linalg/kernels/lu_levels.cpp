@@ -11,40 +11,12 @@ namespace {
 
 constexpr size_t kSmallPanel = 8;
 
-inline double magnitude(double x) {
-    return __builtin_fabs(x);
-}
-
-inline void exchange(double& x, double& y) {
-    const double t = x;
-    x = y;
-    y = t;
-}
-
 size_t panelWidth(size_t n) {
     return n <= 160 ? 32 : n <= 1500 ? 64 : 128;
 }
 
 size_t luWork(size_t n) {
     return panelWidth(n) * (kStrip + roundedUp(n, kTileRows));
-}
-
-// Where the first largest magnitude is, by the comparisons of a plain search: one that is not a
-// number never wins, but stays when it is the first.
-size_t indexOfLargest(size_t n, const double* x) {
-    if (x[0] != x[0]) return 0;
-    Vector most = {};
-    size_t i = 0;
-    for (; i + kWidth <= n; i += kWidth) {
-        const Vector v = load(x + i);
-        const Vector size = v < Vector{} ? -v : v;
-        most = size > most ? size : most;
-    }
-    double largest = 0.0;
-    for (size_t j = 0; j < kWidth; ++j) largest = most[j] > largest ? most[j] : largest;
-    for (; i < n; ++i) largest = magnitude(x[i]) > largest ? magnitude(x[i]) : largest;
-    for (i = 0; magnitude(x[i]) != largest;) ++i;
-    return i;
 }
 
 class Lu {

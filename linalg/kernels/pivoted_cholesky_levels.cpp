@@ -15,12 +15,6 @@ size_t pivotedWork(size_t n) {
     return Triangle::work(n, kMostSteps) + (kMostSteps + 2) * roundedUp(n, kWidth);
 }
 
-inline void exchange(double& x, double& y) {
-    const double t = x;
-    x = y;
-    y = t;
-}
-
 class PivotedCholesky : Triangle {
   public:
     PivotedCholesky(double* a, size_t lda, size_t n, int* jpvt, size_t begin, size_t end,

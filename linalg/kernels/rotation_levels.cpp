@@ -8,9 +8,61 @@
 namespace kelvo::kernels::KELVO_LEVEL {
 namespace {
 
-// No template: that would take the alignment of vectors for granted.
-inline void rotate(double c, double s, Vector& x, Vector& y) {
-    const Vector t = c * x + s * y;
+// Columns side by side whose elements of a row share a vector.
+#if defined(__AVX__)
+typedef __m256d Across;
+
+inline Across across(const double* p) {
+    return _mm256_loadu_pd(p);
+}
+inline void store(double* p, Across v) {
+    _mm256_storeu_pd(p, v);
+}
+
+// Two rows of four columns. Halves that meet on the way from memory need no shuffle across them.
+inline void loadRows(const double* a, size_t lda, Across* rows) {
+    const auto columns = [&](size_t j) {
+        return _mm256_insertf128_pd(_mm256_castpd128_pd256(_mm_loadu_pd(a + j * lda)),
+                                    _mm_loadu_pd(a + (j + 2) * lda), 1);
+    };
+    const Across even = columns(0), odd = columns(1);
+    rows[0] = _mm256_unpacklo_pd(even, odd);
+    rows[1] = _mm256_unpackhi_pd(even, odd);
+}
+
+inline void storeRows(const Across* rows, double* a, size_t lda) {
+    const auto columns = [&](size_t j, Across v) {
+        _mm_storeu_pd(a + j * lda, _mm256_castpd256_pd128(v));
+        _mm_storeu_pd(a + (j + 2) * lda, _mm256_extractf128_pd(v, 1));
+    };
+    columns(0, _mm256_unpacklo_pd(rows[0], rows[1]));
+    columns(1, _mm256_unpackhi_pd(rows[0], rows[1]));
+}
+#else
+typedef double Across __attribute__((vector_size(16)));
+
+inline Across across(const double* p) {
+    return load(p);
+}
+inline void store(double* p, Across v) {
+    place(p) = v;
+}
+
+inline void loadRows(const double* a, size_t lda, Across* rows) {
+    const Across first = load(a), second = load(a + lda);
+    rows[0] = __builtin_shufflevector(first, second, 0, 2);
+    rows[1] = __builtin_shufflevector(first, second, 1, 3);
+}
+
+inline void storeRows(const Across* rows, double* a, size_t lda) {
+    store(a, __builtin_shufflevector(rows[0], rows[1], 0, 2));
+    store(a + lda, __builtin_shufflevector(rows[0], rows[1], 1, 3));
+}
+#endif
+constexpr size_t kAcross = sizeof(Across) / sizeof(double);
+
+inline void rotate(double c, double s, Across& x, Across& y) {
+    const Across t = c * x + s * y;
     y = c * y - s * x;
     x = t;
 }
@@ -31,40 +83,38 @@ inline void rotateColumns(size_t rows, const double* c, const double* s, double*
     unrolled<N>([&](size_t j) { rest[j] = rests[j]; });
 }
 
-// G groups of kWidth columns, kWidth rows of them turned into vectors across the columns at a time.
+// G groups of kAcross columns, two rows of them at a time; a cache line of each column is fetched ahead.
 template <size_t G>
 void rotateGroups(size_t rows, const double* c, const double* s, double* a, size_t lda,
                   double* rest) {
-    Vector rests[G];
-    unrolled<G>([&](size_t g) { rests[g] = load(rest + g * kWidth); });
+    constexpr size_t kLine = 8, kAhead = 3 * kLine, kCols = G * kAcross;
+    Across rests[G];
+    unrolled<G>([&](size_t g) { rests[g] = across(rest + g * kAcross); });
     size_t i = 0;
-    for (; i + kWidth <= rows; i += kWidth) {
-        Vector squares[G][kWidth];
-        const auto column = [&](size_t g, size_t j) { return a + i + (g * kWidth + j) * lda; };
+    for (; i + 2 <= rows; i += 2) {
+        if (i % kLine == 0 && i + kAhead < rows)
+            for (size_t j = 0; j < kCols; ++j) __builtin_prefetch(a + i + kAhead + j * lda, 1);
         unrolled<G>([&](size_t g) {
-            unrolled<kWidth>([&](size_t j) { squares[g][j] = load(column(g, j)); });
-            transposeSquare(squares[g]);
-        });
-        unrolled<kWidth>([&](size_t r) {
-            unrolled<G>([&](size_t g) { rotate(c[i + r], s[i + r], squares[g][r], rests[g]); });
-        });
-        unrolled<G>([&](size_t g) {
-            transposeSquare(squares[g]);
-            unrolled<kWidth>([&](size_t j) { place(column(g, j)) = squares[g][j]; });
+            Across two[2];
+            double* const group = a + i + g * kAcross * lda;
+            loadRows(group, lda, two);
+            rotate(c[i], s[i], two[0], rests[g]);
+            rotate(c[i + 1], s[i + 1], two[1], rests[g]);
+            storeRows(two, group, lda);
         });
     }
-    unrolled<G>([&](size_t g) { place(rest + g * kWidth) = rests[g]; });
-    for (size_t j = 0; i < rows && j < G * kWidth; j += 2)
+    unrolled<G>([&](size_t g) { store(rest + g * kAcross, rests[g]); });
+    for (size_t j = 0; i < rows && j < kCols; j += 2)
         rotateColumns<2>(rows - i, c + i, s + i, a + i + j * lda, lda, rest + j);
 }
 
 void rotateRows(size_t rows, size_t cols, const double* c, const double* s, double* a, size_t lda,
                 double* rest) {
     size_t j = 0;
-    for (; j + 2 * kWidth <= cols; j += 2 * kWidth)
-        rotateGroups<2>(rows, c, s, a + j * lda, lda, rest + j);
-    for (; j + kWidth <= cols; j += kWidth) rotateGroups<1>(rows, c, s, a + j * lda, lda, rest + j);
-    for (; j + 4 <= cols; j += 4) rotateColumns<4>(rows, c, s, a + j * lda, lda, rest + j);
+    for (; j + 4 * kAcross <= cols; j += 4 * kAcross)
+        rotateGroups<4>(rows, c, s, a + j * lda, lda, rest + j);
+    for (; j + kAcross <= cols; j += kAcross)
+        rotateGroups<1>(rows, c, s, a + j * lda, lda, rest + j);
     for (; j < cols; ++j) rotateColumns<1>(rows, c, s, a + j * lda, lda, rest + j);
 }
 

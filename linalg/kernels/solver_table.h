@@ -29,6 +29,13 @@ struct PivotedCholeskyTable {
                   double* work);
 };
 
+struct SymmetricTable {
+    /// Doubles of scratch for order n.
+    size_t (*work)(size_t n);
+    /// dspfa
+    int (*factor)(double* ap, size_t n, int* kpvt, double* work);
+};
+
 struct RotationTable {
     /// `rows` plane rotations (c, s), one after another, each of a row of `a` (rows x cols) with
     /// `rest` (cols elements): element x of the row and y of the rest become c x + s y and c y - s x.
@@ -40,6 +47,7 @@ namespace base {
 extern const LuTable kLuTable;
 extern const CholeskyTable kCholeskyTable;
 extern const PivotedCholeskyTable kPivotedCholeskyTable;
+extern const SymmetricTable kSymmetricTable;
 extern const RotationTable kRotationTable;
 }  // namespace base
 #if defined(__x86_64__)
@@ -47,18 +55,21 @@ namespace v2 {
 extern const LuTable kLuTable;
 extern const CholeskyTable kCholeskyTable;
 extern const PivotedCholeskyTable kPivotedCholeskyTable;
+extern const SymmetricTable kSymmetricTable;
 extern const RotationTable kRotationTable;
 }  // namespace v2
 namespace v3 {
 extern const LuTable kLuTable;
 extern const CholeskyTable kCholeskyTable;
 extern const PivotedCholeskyTable kPivotedCholeskyTable;
+extern const SymmetricTable kSymmetricTable;
 extern const RotationTable kRotationTable;
 }  // namespace v3
 namespace v4 {
 extern const LuTable kLuTable;
 extern const CholeskyTable kCholeskyTable;
 extern const PivotedCholeskyTable kPivotedCholeskyTable;
+extern const SymmetricTable kSymmetricTable;
 extern const RotationTable kRotationTable;
 }  // namespace v4
 #endif

@@ -34,9 +34,18 @@ struct Left {
     size_t step;
 };
 
+// Where the columns of the matrix stand: ldc apart, or as those of a packed upper triangle, of which
+// each is one longer than the one before (ldc is then the length of the first).
+enum class Columns { kEven, kPacked };
+
+template <Columns kColumns>
+inline double* columnAt(double* c, size_t ldc, size_t j) {
+    return c + j * ldc + (kColumns == Columns::kPacked ? j * (j - 1) / 2 : 0);
+}
+
 // V vectors by N columns: c += the products of `depth` steps. With kCut the last vector holds only
 // `last` rows. With kSkip, for one column, zeros of b are left out.
-template <size_t V, size_t N, bool kCut, bool kSkip>
+template <size_t V, size_t N, bool kCut, bool kSkip, Columns kColumns>
 inline void tile(size_t last, size_t depth, Left a, const double* b, double* c, size_t ldc) {
     const Part part(last);
     const auto loadRow = [&](const double* p, size_t v, size_t step) {
@@ -44,7 +53,10 @@ inline void tile(size_t last, size_t depth, Left a, const double* b, double* c, 
     };
     Vector sums[N][V];
     unrolled<N>([&](size_t j) {
-        unrolled<V>([&](size_t v) { sums[j][v] = loadRow(c + j * ldc, v, kWidth); });
+        const double* const from = columnAt<kColumns>(c, ldc, j);
+        unrolled<V>([&](size_t v) { sums[j][v] = loadRow(from, v, kWidth); });
+        if constexpr (!kCut && !kSkip)  // those of the next tile
+            unrolled<V>([&](size_t v) { __builtin_prefetch(from + (V + v) * kWidth, 1); });
     });
     for (size_t p = 0; p < depth; ++p) {
         if (!kSkip || b[p * kStrip] != 0.0) {
@@ -59,7 +71,7 @@ inline void tile(size_t last, size_t depth, Left a, const double* b, double* c, 
     }
     unrolled<N>([&](size_t j) {
         unrolled<V>([&](size_t v) {
-            double* const to = c + j * ldc + v * kWidth;
+            double* const to = columnAt<kColumns>(c, ldc, j) + v * kWidth;
             if (kCut && v == V - 1)
                 part.store(to, sums[j][v]);
             else
@@ -69,12 +81,14 @@ inline void tile(size_t last, size_t depth, Left a, const double* b, double* c, 
 }
 
 // One tile of `rows` rows, at most kTileRows.
-template <size_t N, bool kSkip>
+template <size_t N, bool kSkip, Columns kColumns>
 void anyTile(size_t rows, size_t depth, Left a, const double* b, double* c, size_t ldc) {
     const size_t whole = rows / kWidth, last = rows % kWidth;
     const auto call = [&]<size_t V>() {
-        if (last == 0 && whole == V) return tile<V, N, false, kSkip>(last, depth, a, b, c, ldc);
-        if (last != 0 && whole == V - 1) return tile<V, N, true, kSkip>(last, depth, a, b, c, ldc);
+        if (last == 0 && whole == V)
+            return tile<V, N, false, kSkip, kColumns>(last, depth, a, b, c, ldc);
+        if (last != 0 && whole == V - 1)
+            return tile<V, N, true, kSkip, kColumns>(last, depth, a, b, c, ldc);
     };
     call.template operator()<1>();
     call.template operator()<2>();
@@ -85,21 +99,25 @@ void anyTile(size_t rows, size_t depth, Left a, const double* b, double* c, size
 typedef void (*Tile)(size_t rows, size_t depth, Left a, const double* b, double* c, size_t ldc);
 
 // By the number of columns less one.
-const Tile kTiles[] = {anyTile<1, false>, anyTile<2, false>,
+template <Columns kColumns>
+const Tile kTiles[] = {
+    anyTile<1, false, kColumns>, anyTile<2, false, kColumns>,
 #if defined(__AVX__)
-                       anyTile<3, false>, anyTile<4, false>,
+    anyTile<3, false, kColumns>, anyTile<4, false, kColumns>,
 #endif
 #if defined(__AVX512F__)
-                       anyTile<5, false>, anyTile<6, false>, anyTile<7, false>,
-                       anyTile<8, false>
+    anyTile<5, false, kColumns>, anyTile<6, false, kColumns>, anyTile<7, false, kColumns>,
+    anyTile<8, false, kColumns>
 #endif
 };
 
 // c (rows x cols, at most a tile by a strip) += the products of `depth` steps.
+template <Columns kColumns = Columns::kEven>
 inline void addProducts(size_t rows, size_t cols, size_t depth, Left a, const double* b,
                         bool hasZeros, double* c, size_t ldc) {
-    if (!hasZeros) return kTiles[cols - 1](rows, depth, a, b, c, ldc);
-    for (size_t j = 0; j < cols; ++j) anyTile<1, true>(rows, depth, a, b + j, c + j * ldc, ldc);
+    if (!hasZeros) return kTiles<kColumns>[cols - 1](rows, depth, a, b, c, ldc);
+    for (size_t j = 0; j < cols; ++j)
+        anyTile<1, true, Columns::kEven>(rows, depth, a, b + j, columnAt<kColumns>(c, ldc, j), ldc);
 }
 
 // `depth` rows of `cols` columns into a strip. Columns that are missing count as ones.
@@ -125,6 +143,40 @@ inline void unpackStrip(const double* strip, size_t depth, size_t cols, double* 
     }
     for (; p < depth; ++p)
         for (size_t j = 0; j < cols; ++j) a[p + j * lda] = strip[p * kStrip + j];
+}
+
+inline double magnitude(double x) {
+    return __builtin_fabs(x);
+}
+
+inline void exchange(double& x, double& y) {
+    const double t = x;
+    x = y;
+    y = t;
+}
+
+// The largest magnitude, by the comparisons of a plain search: what is not a number never wins.
+inline double largestOf(size_t n, const double* x) {
+    Vector most = {};
+    size_t i = 0;
+    for (; i + kWidth <= n; i += kWidth) {
+        const Vector v = load(x + i);
+        const Vector size = v < Vector{} ? -v : v;
+        most = size > most ? size : most;
+    }
+    double largest = 0.0;
+    for (size_t j = 0; j < kWidth; ++j) largest = most[j] > largest ? most[j] : largest;
+    for (; i < n; ++i) largest = magnitude(x[i]) > largest ? magnitude(x[i]) : largest;
+    return largest;
+}
+
+// Where the first of them is; but what is not a number stays when it is the first. n > 0.
+inline size_t indexOfLargest(size_t n, const double* x) {
+    if (x[0] != x[0]) return 0;
+    const double largest = largestOf(n, x);
+    size_t i = 0;
+    while (magnitude(x[i]) != largest) ++i;
+    return i;
 }
 
 inline bool anyLane(const Lanes& lanes) {

@@ -3,10 +3,30 @@
 #include <algorithm>
 
 #include "linalg/kernels/exact_ops.h"
+#include "linalg/kernels/instruction_level.h"
 #include "linalg/kernels/packed_columns.h"
+#include "linalg/kernels/solver_table.h"
 
 namespace kelvo::kernels {
 namespace {
+
+// Below this order delayed steps cost more than they gain.
+constexpr int kSmallest = 20;
+
+const SymmetricTable& table(int n) {
+    switch (levelForOrder(n)) {
+#if defined(__x86_64__)
+        case Level::kV2:
+            return v2::kSymmetricTable;
+        case Level::kV3:
+            return v3::kSymmetricTable;
+        case Level::kV4:
+            return v4::kSymmetricTable;
+#endif
+        default:
+            return base::kSymmetricTable;
+    }
+}
 
 struct Pivot {
     int step;          // order of the block
@@ -69,9 +89,7 @@ void eliminateTwo(double* ap, int k) {
     }
 }
 
-}  // namespace
-
-int dspfa(double* ap, int n, int* kpvt) {
+int factorPlain(double* ap, int n, int* kpvt) {
     int info = 0;
     for (int k = n - 1; k >= 0;) {
         if (k == 0) {
@@ -102,6 +120,17 @@ int dspfa(double* ap, int n, int* kpvt) {
         }
     }
     return info;
+}
+
+}  // namespace
+
+std::size_t dspfaWork(int n) {
+    return n < kSmallest ? 0 : table(n).work(static_cast<std::size_t>(n));
+}
+
+int dspfa(double* ap, int n, int* kpvt, double* work) {
+    if (work == nullptr || n < kSmallest) return factorPlain(ap, n, kpvt);
+    return table(n).factor(ap, static_cast<std::size_t>(n), kpvt, work);
 }
 
 }  // namespace kelvo::kernels

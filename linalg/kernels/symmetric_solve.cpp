@@ -113,9 +113,9 @@ void dspsl(const double* ap, int n, const int* kpvt, double* b) {
     solveTransposedU(ap, n, kpvt, b);
 }
 
-double dspco(double* ap, int n, int* kpvt, double* z) {
+double dspco(double* ap, int n, int* kpvt, double* z, double* work) {
     const double anorm = oneNorm(ap, n, z);
-    dspfa(ap, n, kpvt);
+    dspfa(ap, n, kpvt, work);
     for (int k = 0; k < n; ++k) z[k] = 0.0;
     Estimate estimate{ap, n, kpvt, z};
     estimate.solveWithGrowth();

@@ -5,37 +5,16 @@
 #include <stddef.h>
 #include <stdint.h>
 
+#include "linalg/kernels/level_vectors.h"
 #include "linalg/kernels/vector_table.h"
 
 namespace kelvo::kernels::KELVO_LEVEL {
 namespace {
 
-#if defined(__AVX512F__)
-constexpr size_t kVectorBytes = 64;
-#elif defined(__AVX__)
-constexpr size_t kVectorBytes = 32;
-#else
-constexpr size_t kVectorBytes = 16;
-#endif
-constexpr size_t kWidth = kVectorBytes / sizeof(double);
-
-typedef double Vector __attribute__((vector_size(kVectorBytes)));
-// In memory, at any double. Only to load and store through: a template would drop the alignment.
-typedef double Unaligned __attribute__((vector_size(kVectorBytes), aligned(8), may_alias));
-
-inline Vector load(const double* p) {
-    return *reinterpret_cast<const Unaligned*>(p);
-}
-
+// Called with vectors and with numbers. No template takes a vector by reference: it would take the
+// alignment of vectors for granted.
 inline void store(double* p, Vector v) {
-    *reinterpret_cast<Unaligned*>(p) = v;
-}
-
-inline double lanes(Vector v) {
-    for (size_t half = kWidth / 2; half > 0; half /= 2) {
-        for (size_t k = 0; k < half; ++k) v[k] += v[k + half];
-    }
-    return v[0];
+    place(p) = v;
 }
 
 // True when z(i) lies on an operand element that is still to be read, so that several elements must
@@ -53,8 +32,12 @@ inline size_t elementsToAligned(const double* z, size_t n) {
     return n < kLong ? 0 : (0 - reinterpret_cast<uintptr_t>(z)) % kVectorBytes / sizeof(double);
 }
 
+// Does the rest of a vector go in one operation? Where stores under a mask are cheap, and not for
+// quotients: 0/0 in the missing elements would raise an exception.
+enum class Rest { kTogether, kOneByOne };
+
 // z(i) = op(x(i), y(i)), two vectors a turn.
-template <class Op>
+template <Rest kRest = Rest::kTogether, class Op>
 inline void map(size_t n, const double* x, const double* y, double* z, Op op) {
     size_t i = 0;
     if (!runsInto(z, x, n) && !runsInto(z, y, n)) {
@@ -69,13 +52,18 @@ inline void map(size_t n, const double* x, const double* y, double* z, Op op) {
             store(z + i, op(load(x + i), load(y + i)));
             i += kWidth;
         }
+        if (kWidth > 4 && kRest == Rest::kTogether && i < n) {
+            const Part part(n - i);
+            part.store(z + i, op(part.load(x + i), part.load(y + i)));
+            return;
+        }
     }
     for (; i < n; ++i) z[i] = op(x[i], y[i]);
 }
 
-template <class Op>
+template <Rest kRest = Rest::kTogether, class Op>
 inline void map(size_t n, const double* x, double* z, Op op) {
-    map(n, x, x, z, [op](auto a, auto) { return op(a); });
+    map<kRest>(n, x, x, z, [op](auto a, auto) { return op(a); });
 }
 
 // term(x(0), y(0)) + ..., in four running vectors.
@@ -90,9 +78,11 @@ inline double total(size_t n, const double* x, const double* y, Term term) {
         s3 += term(load(x + i + 3 * kWidth), load(y + i + 3 * kWidth));
     }
     for (; i + kWidth <= n; i += kWidth) s0 += term(load(x + i), load(y + i));
-    double sum = lanes((s0 + s1) + (s2 + s3));
-    for (; i < n; ++i) sum += term(x[i], y[i]);
-    return sum;
+    if (i < n) {
+        const Part part(n - i);
+        s1 += term(part.load(x + i), part.load(y + i));
+    }
+    return lanes((s0 + s1) + (s2 + s3));
 }
 
 double dot(size_t n, const double* x, const double* y) {
@@ -138,7 +128,7 @@ void mul(size_t n, const double* x, const double* y, double* z) {
 }
 
 void div(size_t n, const double* x, const double* y, double* z) {
-    map(n, x, y, z, [](auto a, auto b) { return a / b; });
+    map<Rest::kOneByOne>(n, x, y, z, [](auto a, auto b) { return a / b; });
 }
 
 void negate(size_t n, const double* x, double* z) {
@@ -158,7 +148,7 @@ void scalarMinus(size_t n, double a, const double* x, double* z) {
 }
 
 void scalarOver(size_t n, double a, const double* x, double* z) {
-    map(n, x, z, [a](auto xi) { return a / xi; });
+    map<Rest::kOneByOne>(n, x, z, [a](auto xi) { return a / xi; });
 }
 
 }  // namespace

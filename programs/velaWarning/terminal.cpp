@@ -27,7 +27,8 @@ struct Saved {
 Saved g_saved;
 
 void restore() {
-    if (g_saved.fd >= 0) tcsetattr(g_saved.fd, TCSADRAIN, &g_saved.settings);
+    // Without waiting for output: a stopped terminal must not keep the process alive.
+    if (g_saved.fd >= 0) tcsetattr(g_saved.fd, TCSANOW, &g_saved.settings);
 }
 
 extern "C" void restoreAndEnd(int signal) {
@@ -59,6 +60,7 @@ Terminal::Terminal() {
     for (int signal : kEndSignals) std::signal(signal, restoreAndEnd);
     termios keys = g_saved.settings;
     keys.c_lflag &= ~static_cast<tcflag_t>(ICANON | ECHO | ECHONL | ISIG | IEXTEN);
+    keys.c_iflag &= ~static_cast<tcflag_t>(IXON);
     keys.c_cc[VMIN] = 1;
     keys.c_cc[VTIME] = 0;
     active_ = tcsetattr(input_, TCSAFLUSH, &keys) == 0;

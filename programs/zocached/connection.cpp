@@ -110,11 +110,11 @@ void Connection::setDeadline() {
 }
 
 Error Connection::initialize(const CString& directory, int arg1, int64 arg2) {
+    // No reply: the client takes an error for that of its own server, and would go on asking here
+    // as long as its lock file names this port.
+    if (!isHere_ && !service_.directory().isAt(directory))
+        throw Error(EINVAL, "a client wants another directory: \"%s\"", directory.c_str());
     isRefused_ = true;
-    if (!isHere_ && !service_.directory().isAt(directory)) {
-        logLine(Level::kWarning, "a client wants another directory: \"%s\"", directory.c_str());
-        return Error(EINVAL, "the cache server on this port serves another directory");
-    }
     if (!isInitialized_ && !service_.admit())
         return Error(EAGAIN, "the cache server has too many clients");
     isRefused_ = false;

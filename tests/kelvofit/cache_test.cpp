@@ -2,7 +2,6 @@
 // input or other options; caches and cached files that cannot be used and spoil the run; servers that
 // stay behind.
 #include <Base/app.h>
-#include <Base/rpt.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -10,6 +9,7 @@
 
 #include "examples/kelvofit/fit_cache.h"
 #include "program.h"
+#include "tests/support/report_capture.h"
 #include "tests/support/temporary_directory.h"
 
 namespace kelvo::test {
@@ -22,10 +22,12 @@ const std::string kTeapot = KELVOFIT_DATA "/teapot.patches";
 const char* const kFromCache = "the fit is from the cache\n";
 constexpr std::size_t kNameLength = 36;  // of a cached file
 
+// With a hole, which is filled.
 std::string waves(int count, double height) {
     std::string text;
     for (int i = 0; i < count; ++i) {
         const double x = std::fmod(i * 0.7548776662, 1.0), y = std::fmod(i * 0.5698402910, 1.0);
+        if (std::hypot(x - 0.5, y - 0.5) < 0.2) continue;
         text += std::to_string(x) + " " + std::to_string(y) + " " +
                 std::to_string(height * std::sin(9 * x) * std::cos(7 * y)) + "\n";
     }
@@ -118,6 +120,7 @@ TEST_F(KelvofitCache, KnowsWhatAFitDependsOn) {
         {"a.xyz", {"--tolerance", "0.01"}, false},
         {"a.xyz", {"--max-spans", "3"}, false},
         {"a.xyz", {"--axis", "z"}, false},
+        {"a.xyz", {"--method", "cholesky"}, false},
         {"a.xyz", {"--noise", "0.01"}, false},
         {"a.xyz", {"--noise", "0.01", "--seed", "2"}, false},
         {"b.xyz", {}, false},
@@ -206,17 +209,14 @@ TEST_F(KelvofitCache, StoppedFitsAreNotKept) {
 
 TEST_F(KelvofitCache, NoServerProgramIsSaidOnce) {
     APP_setBinaryDirectory("/nonexistent");
-    std::string said;
-    rptSetSink([](rptKind, int, const char* text,
-                  void* context) { *static_cast<std::string*>(context) += text; },
-               &said);
+    const ReportCapture capture;
     fit::Options options;
     options.cacheDirectory = bench.directory() + "/other/cache";
     fit::FitCache cache(options);
     cache.add("key", "content");
     EXPECT_FALSE(cache.find("key", [](std::string_view) { return true; }));
-    rptSetSink(nullptr, nullptr);
     APP_setBinaryDirectory(nullptr);
+    const std::string said = capture.text();
     EXPECT_NE(std::string::npos, said.find("cannot start \"/nonexistent/zocached\"")) << said;
     EXPECT_EQ(said.size() - 1, said.find('\n')) << said;
 }

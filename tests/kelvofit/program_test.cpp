@@ -213,6 +213,8 @@ TEST(KelvofitCommandLine, SenselessOnesAreRefused) {
         {{"--samples", "3", "a.patches"}, "--samples: '3' is not a whole number from 4 to 100"},
         {{"--samples", "9", "a.xyz"}, "--samples is of use with .patches only"},
         {{"--axis", "x", "a.patches"}, "--axis is of no use with .patches"},
+        {{"--method", "lu", "a.xyz"}, "--method: 'lu' is not qr, cholesky or auto"},
+        {{"--method", "qr", "a.patches"}, "--method is of no use with .patches"},
         {{"--scratch", "a.patches"}, "--scratch is of no use with .patches"},
         {{"--cache-dir", "d", "a.xyz"}, "--cache-dir is of no use with --no-cache"},
         {{"--cache-dir", "", "a.xyz"}, "--cache-dir: no directory given"},
@@ -242,10 +244,10 @@ TEST(KelvofitCommandLine, SenselessOnesAreRefused) {
     const Outcome help = bench.run({"--help"});
     EXPECT_EQ(0, help.code);
     for (const char* option :
-         {"--out",       "--tolerance", "--max-spans", "--axis",   "--noise",   "--seed",
-          "--samples",   "--unit",      "--rotate",    "--scale",  "--pivot",   "--move",
-          "--up",        "--turntable", "--edit",      "--debug",  "--project", "--name",
-          "--cache-dir", "--no-cache",  "--quiet",     "--version"})
+         {"--out",     "--tolerance", "--max-spans", "--axis",  "--noise",   "--seed",
+          "--samples", "--unit",      "--rotate",    "--scale", "--pivot",   "--move",
+          "--up",      "--turntable", "--edit",      "--debug", "--project", "--name",
+          "--method",  "--cache-dir", "--no-cache",  "--quiet", "--version"})
         EXPECT_NE(std::string::npos, help.out.find(option)) << option;
 }
 

@@ -250,6 +250,52 @@ TEST(KelvofitScattered, DefaultsAndLimitsHold) {
     EXPECT_EQ(1, report["frame"]["u_axis"].items[0].number);
 }
 
+TEST(KelvofitScattered, EveryMethodFindsTheSameSurface) {
+    const Bench bench;
+    std::mt19937 random(3);
+    std::uniform_real_distribution<double> x(0, 3), y(0, 2);
+    std::vector<Point> full, thin;  // thin: a corner with a few points only, where the net is weak
+    while (full.size() < 8000) {
+        const double u = x(random), v = y(random);
+        const Point p{u, v, 0.35 * std::sin(2.2 * u) * std::cos(1.7 * v)};
+        full.push_back(p);
+        if (u > 0.5 || v > 0.34 || full.size() % 12 == 0) thin.push_back(p);
+    }
+    bench.write("full.xyz", xyz(full));
+    bench.write("thin.xyz", xyz(thin));
+    bench.write("holes.xyz", xyz(landscape(6000, 0)));
+    const struct {
+        const char *input, *method, *used;
+        bool weak;
+    } kRows[] = {{"full.xyz", "qr", "qr", false},
+                 {"full.xyz", "cholesky", "cholesky", false},
+                 {"full.xyz", "auto", "cholesky", false},
+                 {"thin.xyz", "qr", "qr", true},
+                 {"thin.xyz", "cholesky", "cholesky", true},
+                 {"holes.xyz", "qr", "qr", true},
+                 {"holes.xyz", "cholesky", "qr", true}};  // columns without points
+    std::vector<Point> net;
+    for (const auto& row : kRows) {
+        SCOPED_TRACE(testing::Message() << row.input << " " << row.method);
+        ASSERT_EQ(0, bench
+                         .run({"-q", "-o", "out", "-t", "1e-5", "-s", "12", "--method", row.method,
+                               row.input})
+                         .code);
+        const Json report = bench.report("out");
+        const Json& fit = report["fit"];
+        EXPECT_EQ(row.used, fit["method"].string);
+        EXPECT_EQ(row.weak, fit["weak_columns"].number > 0);
+        if (std::string(row.used) == "cholesky") {
+            EXPECT_GT(fit["normal_condition"].number, 10);
+            EXPECT_LT(fit["normal_condition"].number, 1e11);
+        }
+        const std::vector<Point> found = readObj(bench.read("out/net.obj")).points;
+        if (std::string(row.method) == "qr") net = found;
+        ASSERT_EQ(net.size(), found.size());
+        for (std::size_t k = 0; k < net.size(); ++k) EXPECT_NEAR(net[k].z, found[k].z, 1e-11) << k;
+    }
+}
+
 TEST(KelvofitScattered, FlatAndFewPointsAreFittedExactly) {
     const Bench bench;
     std::vector<Point> few = landscape(16, 0), flat;

@@ -2,6 +2,7 @@
 // and holes that change on the way, temporary files that stay.
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -11,6 +12,9 @@
 #include <thread>
 
 #include "Base/zo_os_file.h"
+#include "Base/zo_os_moveable_memory.h"
+#include "Base/zo_os_view.h"
+#include "tests/support/child_process.h"
 #include "tests/support/temporary_directory.h"
 
 namespace {
@@ -170,6 +174,26 @@ TEST(FileCopy, ReadersSeeTheOldOrTheNewContent) {
     reader.join();
     EXPECT_EQ(0, wrong);
     EXPECT_LT(0, seen);
+}
+
+TEST(FileCopy, ALimitOfFileSizesIsAnError) {
+    const TemporaryDirectory directory;
+    writeFile(directory / "large", std::string(300000, 'x'));
+    writeFile(directory / "to", "before");
+    EXPECT_TRUE(kelvo::test::passesInChild([&] {
+        const rlimit limit{200000, 200000};
+        ASSERT_EQ(0, setrlimit(RLIMIT_FSIZE, &limit));
+        EXPECT_EQ(EFBIG, copyCode(directory / "large", directory / "to", true));
+        std::string name = directory / "scratch";
+        EXPECT_EQ(-1, zoOS::createScratchFile(name.c_str(), 300000, 1));
+        zoOS::MoveableMemory memory;
+        zoOS::MoveableMemory::Handle handle = 0;
+        ASSERT_TRUE(memory.initializeFiles(directory.path().c_str(), "store"));
+        EXPECT_EQ(EFBIG, memory.allocate(300000, handle).code());
+        EXPECT_FALSE(memory.allocate(30000, handle));
+    }));
+    EXPECT_EQ("before", contentOf(directory / "to"));
+    EXPECT_EQ("large to", directory.list());
 }
 
 TEST(FileCopy, AFullDiskLeavesTheTarget) {

@@ -2,13 +2,29 @@
 // summed in long double, so that the reference is better than what it judges.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <cfloat>
 #include <cmath>
 #include <random>
 #include <vector>
 
+#include "linalg/kernels/instruction_level.h"
+
 namespace kelvo::test {
+
+/// Runs `body` once for every instruction level that this machine has.
+template <class Body>
+void onEveryLevel(Body body) {
+    const kernels::Level before = kernels::activeLevel();
+    for (kernels::Level level : kernels::kAllLevels) {
+        if (!kernels::forceLevel(level)) continue;
+        SCOPED_TRACE(testing::Message() << "level " << static_cast<int>(level));
+        body();
+    }
+    kernels::forceLevel(before);
+}
 
 struct Matrix {
     int rows = 0, cols = 0;
@@ -76,6 +92,11 @@ constexpr Kind kKinds[] = {Kind::kRandom, Kind::kGraded, Kind::kDependent, Kind:
 constexpr const char* kKindNames[] = {
     "random", "graded", "dependent columns", "zero columns", "zero", "huge", "tiny", "subnormal"};
 constexpr int kSizes[] = {0, 1, 2, 3, 4, 5, 10, 50};
+// Large enough for blocks, their last one whole or not.
+struct Shape {
+    int rows, cols;
+};
+constexpr Shape kBlockedShapes[] = {{64, 64}, {150, 65}, {101, 130}, {130, 130}};
 
 inline double elementOf(Kind kind, int i, int j, double random) {
     switch (kind) {

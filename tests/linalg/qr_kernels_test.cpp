@@ -8,6 +8,7 @@
 #include "linalg/kernels/dqrdc.h"
 #include "linalg/kernels/dqrsl.h"
 #include "tests/linalg/kernel_support.h"
+#include "tests/linalg/reference/qr.h"
 
 namespace kelvo::test {
 namespace {
@@ -27,13 +28,14 @@ struct Qr {
     int steps() const { return std::min(x.rows, x.cols); }
 };
 
-Qr factor(const Matrix& a, bool pivoting, std::vector<int> specifiers = {}) {
+Qr factor(const Matrix& a, bool pivoting, std::vector<int> specifiers = {}, bool blocks = true) {
     const auto p = static_cast<std::size_t>(a.cols);
     specifiers.resize(p, kernels::kPivotFree);
     Qr f = {a, std::vector<double>(p, -7.0), specifiers};
-    std::vector<double> work(p);
+    std::vector<double> work(p), scratch(kernels::dqrdcScratch(a.rows, a.cols, pivoting));
     dqrdc(f.x.data(), a.ld(), a.rows, a.cols, f.qraux.data(), pivoting ? f.jpvt.data() : nullptr,
-          pivoting ? work.data() : nullptr, pivoting);
+          pivoting ? work.data() : nullptr, pivoting,
+          blocks && !scratch.empty() ? scratch.data() : nullptr);
     if (!pivoting)
         for (std::size_t j = 0; j < p; ++j) f.jpvt[j] = static_cast<int>(j) + 1;
     return f;
@@ -106,6 +108,53 @@ TEST(QrFactorization, ReproducesEveryKindAndShape) {
                 }
 }
 
+TEST(QrFactorization, BlocksReproduceEveryKindAtEveryLevel) {
+    onEveryLevel([] {
+        for (Kind kind : kKinds)
+            for (const Shape& shape : kBlockedShapes)
+                for (bool pivoting : {false, true}) {
+                    SCOPED_TRACE(testing::Message()
+                                 << kKindNames[static_cast<int>(kind)] << " " << shape.rows << "x"
+                                 << shape.cols << " pivoting " << pivoting);
+                    expectFactorization(makeMatrix(kind, shape.rows, shape.cols), pivoting);
+                }
+    });
+}
+
+// Storage, signs and pivots as published, up to rounding, with blocks and without.
+void expectAsPublished(const Matrix& a, bool pivoting) {
+    const auto p = static_cast<std::size_t>(a.cols);
+    Qr expected = {a, std::vector<double>(p), std::vector<int>(p)};
+    std::vector<double> work(p);
+    reference::dqrdc({expected.x.data(), a.ld()}, a.rows, a.cols, {expected.qraux.data()},
+                     {expected.jpvt.data()}, {work.data()}, pivoting);
+    for (bool blocks : {false, true}) {
+        const Qr f = factor(a, pivoting, {}, blocks);
+        EXPECT_EQ(expected.jpvt, f.jpvt);
+        const Matrix r = explicitR(f), v = f.x;
+        EXPECT_LE(scaledDifference(r, explicitR(expected), largest(a)), kTolerance);
+        for (int k = 0; k < f.steps(); ++k) {
+            const auto at = static_cast<std::size_t>(k);
+            EXPECT_NEAR(expected.qraux[at], f.qraux[at], 1e-10) << k;
+            for (int i = k + 1; i < a.rows; ++i) ASSERT_NEAR(expected.x(i, k), v(i, k), 1e-10);
+        }
+    }
+}
+
+TEST(QrFactorization, IsThePublishedOne) {
+    onEveryLevel([] {
+        for (Kind kind : {Kind::kRandom, Kind::kHuge, Kind::kTiny})
+            for (const Shape& shape :
+                 {Shape{3, 2}, {4, 4}, {10, 30}, {50, 24}, {64, 64}, {150, 65}, {101, 130}})
+                for (bool pivoting : {false, true}) {
+                    SCOPED_TRACE(testing::Message()
+                                 << kKindNames[static_cast<int>(kind)] << " " << shape.rows << "x"
+                                 << shape.cols << " pivoting " << pivoting);
+                    expectAsPublished(makeMatrix(kind, shape.rows, shape.cols), pivoting);
+                }
+    });
+}
+
 TEST(QrFactorization, DependentColumnsGiveAnExactZero) {
     Matrix a(3, 2);
     a(0, 0) = 1.0;
@@ -149,6 +198,22 @@ TEST(QrFactorization, SpecifiersKeepColumnsInFrontAndAtTheBack) {
     }
 }
 
+TEST(QrFactorization, SpecifiersHoldWithBlocksToo) {
+    std::vector<int> specifiers(120);
+    for (std::size_t j = 0; j < 120; ++j) specifiers[j] = j % 10 == 3 ? 1 : j % 10 == 7 ? -1 : 0;
+    const Matrix a = makeMatrix(Kind::kDependent, 130, 120);
+    const Qr f = factor(a, true, specifiers), plain = factor(a, true, specifiers, false);
+    for (int j = 0; j < 120; ++j) {
+        const int expected = j < 12 ? 1 : j < 108 ? 0 : -1;
+        EXPECT_EQ(
+            expected,
+            specifiers.at(static_cast<std::size_t>(f.jpvt.at(static_cast<std::size_t>(j)) - 1)));
+    }
+    EXPECT_TRUE(std::equal(f.jpvt.begin(), f.jpvt.begin() + 60, plain.jpvt.begin()));
+    EXPECT_LE(scaledDifference(explicitQ(f, 120) * explicitR(f), permutedColumns(a, f.jpvt), 1.0),
+              kTolerance);
+}
+
 TEST(QrFactorization, RowsBelowTheMatrixStayAsTheyAre) {
     const Matrix a = makeMatrix(Kind::kRandom, 5, 4);
     const Qr f = factor(a, false);
@@ -159,7 +224,7 @@ TEST(QrFactorization, RowsBelowTheMatrixStayAsTheyAre) {
             expected(i, j) = f.x(i, j);
         }
     std::vector<double> qraux(4);
-    dqrdc(x.data(), 8, 5, 4, qraux.data(), nullptr, nullptr, 0);
+    dqrdc(x.data(), 8, 5, 4, qraux.data(), nullptr, nullptr, 0, nullptr);
     EXPECT_EQ(expected.a, x.a);
     EXPECT_EQ(f.qraux, qraux);
     dqrsl(x.data(), 8, 5, 4, qraux.data(), y.data(), nullptr, y.data(), b.data(), nullptr, nullptr,
@@ -179,6 +244,16 @@ TEST(QrFactorization, NonFiniteInputEnds) {
             EXPECT_EQ((std::vector<int>{1, 2, 3}), sorted);
             EXPECT_FALSE(std::isfinite(largest(f.x)));
         }
+    for (double bad : {kNan, kInf})
+        for (std::size_t at : {0u, 5000u, 16899u})
+            for (bool pivoting : {false, true}) {
+                Matrix a = makeMatrix(Kind::kRandom, 130, 130);
+                a.a[at] = bad;
+                std::vector<int> sorted = factor(a, pivoting).jpvt, all(130);
+                std::sort(sorted.begin(), sorted.end());
+                for (std::size_t j = 0; j < all.size(); ++j) all[j] = static_cast<int>(j) + 1;
+                EXPECT_EQ(all, sorted);
+            }
 }
 
 // Every result of dqrsl; untouched ones keep their mark.

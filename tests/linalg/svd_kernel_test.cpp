@@ -26,7 +26,7 @@ struct Svd {
     int info;
 };
 
-Svd decompose(const Matrix& a, int job) {
+Svd decompose(const Matrix& a, int job, bool blocks = true) {
     const int n = a.rows, p = a.cols, m = std::min(n, p);
     const auto size = [](int k) { return static_cast<std::size_t>(k); };
     Svd d = {Matrix(n, job / 10 == 0   ? 0
@@ -35,9 +35,10 @@ Svd decompose(const Matrix& a, int job) {
              Matrix(p, job % 10 ? p : 0), std::vector<double>(size(std::min(n + 1, p)), kMark),
              std::vector<double>(size(p), kMark), -1};
     Matrix x = a;
-    std::vector<double> work(size(n));
+    std::vector<double> work(size(n)), scratch(kernels::dsvdcScratch(n, p));
     d.info = dsvdc(x.data(), a.ld(), n, p, d.s.data(), d.e.data(), d.u.cols ? d.u.data() : nullptr,
-                   a.ld(), d.v.cols ? d.v.data() : nullptr, std::max(p, 1), work.data(), job);
+                   a.ld(), d.v.cols ? d.v.data() : nullptr, std::max(p, 1), work.data(), job,
+                   blocks && !scratch.empty() ? scratch.data() : nullptr);
     return d;
 }
 
@@ -98,6 +99,40 @@ TEST(SingularValues, AgreeWithLapackAndTheirVectorsReproduceTheMatrix) {
             }
 }
 
+// The kinds that end far from the ordinary at every level, the others once.
+TEST(SingularValues, BlocksDoTheSameAtEveryLevel) {
+    for (Kind kind : kKinds) {
+        SCOPED_TRACE(kKindNames[static_cast<int>(kind)]);
+        for (const Shape& shape : kBlockedShapes) {
+            SCOPED_TRACE(testing::Message() << shape.rows << "x" << shape.cols);
+            expectDecomposition(makeMatrix(kind, shape.rows, shape.cols, 11));
+        }
+        onEveryLevel([kind] { expectDecomposition(makeMatrix(kind, 70, 66, 11)); });
+    }
+}
+
+// The signs of the vectors as those of the published method.
+TEST(SingularValues, BlocksChangeNoSign) {
+    onEveryLevel([] {
+        for (const Shape& shape : kBlockedShapes) {
+            const Matrix a = makeMatrix(Kind::kRandom, shape.rows, shape.cols, 11);
+            const Svd fast = decompose(a, 21), plain = decompose(a, 21, false);
+            const auto size = [](const std::vector<double>& s) {
+                return static_cast<int>(s.size());
+            };
+            Matrix s(size(fast.s), 1), t = s;
+            s.a = fast.s;
+            t.a = plain.s;
+            EXPECT_LE(scaledDifference(s, t, s.a[0]), kTolerance);
+            for (int j = 0; j < std::min(shape.rows, shape.cols); ++j) {
+                double cosine = 0.0;
+                for (int i = 0; i < shape.rows; ++i) cosine += fast.u(i, j) * plain.u(i, j);
+                EXPECT_NEAR(1.0, cosine, 1e-6) << j;
+            }
+        }
+    });
+}
+
 TEST(SingularValues, OfHandMadeMatrices) {
     const auto diagonal = [](std::vector<double> d) {
         const int n = static_cast<int>(d.size());
@@ -136,8 +171,9 @@ TEST(SingularValues, VectorsMayTakeThePlaceOfTheMatrix) {
     const struct {
         int n, p, job;
         bool right;
-    } kRows[] = {{4, 4, 10, false}, {4, 7, 11, false}, {7, 4, 21, false}, {1, 3, 11, false},
-                 {4, 4, 11, true},  {7, 4, 11, true},  {7, 4, 1, true}};
+    } kRows[] = {{4, 4, 10, false}, {4, 7, 11, false},   {7, 4, 21, false},
+                 {1, 3, 11, false}, {4, 4, 11, true},    {7, 4, 11, true},
+                 {7, 4, 1, true},   {70, 90, 11, false}, {90, 70, 21, false}};
     for (const auto& row : kRows) {
         SCOPED_TRACE(testing::Message() << row.n << "x" << row.p << " job " << row.job);
         const Matrix a = makeMatrix(Kind::kRandom, row.n, row.p);
@@ -149,9 +185,10 @@ TEST(SingularValues, VectorsMayTakeThePlaceOfTheMatrix) {
             for (int i = 0; i < shared.rows && j < shared.cols; ++i) expected(i, j) = shared(i, j);
         }
         std::vector<double> s = apart.s, e = apart.e, work(static_cast<std::size_t>(row.n));
+        std::vector<double> scratch(kernels::dsvdcScratch(row.n, row.p) + 1);
         dsvdc(x.data(), x.ld(), row.n, row.p, s.data(), e.data(), row.right ? u.data() : x.data(),
               row.right ? row.n : x.ld(), row.right ? x.data() : v.data(),
-              row.right ? x.ld() : row.p, work.data(), row.job);
+              row.right ? x.ld() : row.p, work.data(), row.job, scratch.data());
         EXPECT_EQ(apart.s, s);
         EXPECT_EQ(apart.u.a, u.a);
         EXPECT_EQ(apart.v.a, v.a);
@@ -195,8 +232,8 @@ TEST(BidiagonalIteration, EndsOnAnyInput) {
         Matrix u = identity(m), v = identity(m), b(m, m);
         for (int i = 0; i < m; ++i) b(i, i) = s[static_cast<std::size_t>(i)];
         for (int i = 0; i + 1 < m; ++i) b(i, i + 1) = e[static_cast<std::size_t>(i)];
-        const int missing =
-            kernels::diagonalize(m, s.data(), e.data(), {u.data(), m, m, m}, {v.data(), m, m, m});
+        const int missing = kernels::diagonalize(m, s.data(), e.data(), {u.data(), m, m, m},
+                                                 {v.data(), m, m, m}, nullptr);
         ASSERT_TRUE(missing >= 0 && missing <= m);
         if (choices == std::size(kPalette)) continue;
         ++finite;

@@ -115,6 +115,7 @@ TEST(TerminalDialog, KeysChooseAButton) {
         {"zero is no button", 3, "0\r3\r", 3},
         {"erased, beyond the start too", 3, "3\x7F\b\b2\r", 2},
         {"letters and UTF-8 are nothing", 3, "dx\xC3\xA4q2\r", 2},
+        {"^S does not stop the terminal", 3, "\x13\x32\r", 2},
         {"cursor keys, Alt and ^Z are nothing", 3, "\x1B[A\x1BOB\x1B[1;5C\x1Bx\x1A\x32\r", 2},
         {"Escape", 3, "\x1B", 0},
         {"Escape behind a digit", 3, "2\x1B", 0},

@@ -211,29 +211,23 @@ TEST_F(Zocached, FirstRequestMustBeForThisDirectory) {
     const struct {
         const char* what;
         std::string bytes;
-        std::size_t reply;
     } cases[] = {
-        {"a browser", "POST / HTTP/1.1\r\nHost: 127.0.0.1\r\n\r\n", 0},
-        {"another request", number(1) + text("key"), 0},
-        {"unknown opcode", number(77), 0},
-        {"negative length", number(0) + number(-5), 0},
-        {"endless length", number(0) + number(0x7FFFFFFF), 0},
-        {"long length", number(0) + number(65537), 0},
-        {"another directory", number(0) + text(elsewhere.path()) + number(0) + number64(0), 1},
-        {"no directory", number(0) + text("") + number(0) + number64(0), 1},
-        {"a zero in it", number(0) + text(path() + '\0') + number(0) + number64(0), 1},
-        {"too long", number(0) + text(path() + std::string(5000, '/')) + number(0) + number64(0),
-         1},
+        {"a browser", "POST / HTTP/1.1\r\nHost: 127.0.0.1\r\n\r\n"},
+        {"another request", number(1) + text("key")},
+        {"unknown opcode", number(77)},
+        {"negative length", number(0) + number(-5)},
+        {"endless length", number(0) + number(0x7FFFFFFF)},
+        {"long length", number(0) + number(65537)},
+        {"another directory", number(0) + text(elsewhere.path()) + number(0) + number64(0)},
+        {"no directory", number(0) + text("") + number(0) + number64(0)},
+        {"a zero in it", number(0) + text(path() + '\0') + number(0) + number64(0)},
+        {"too long", number(0) + text(path() + std::string(5000, '/')) + number(0) + number64(0)},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.what);
         CacheClient client;
         ASSERT_FALSE(client.join(path()));
         ASSERT_TRUE(sendBytes(client, c.bytes));
-        if (c.reply != 0) {
-            EXPECT_NE(receive(client, 4), number(0));
-            receive(client, 400);
-        }
         EXPECT_TRUE(isClosed(client));
     }
     fs::create_directory_symlink(path(), elsewhere / "link");

@@ -249,7 +249,8 @@ int sortsAnother(void* a, void* b) {
 TEST_P(EachKind, SortsAlikeByAnyRoute) {
     std::uint64_t state = 88172645463325252u;
     for (const std::size_t size : {1, 2, 3, 16, 511, 512, 513, 3000})
-        for (const std::uint64_t mask : {~0ull, 0xFFFFFFFFull, 0xFF00ull, 0ull, 7ull << 61}) {
+        for (const std::uint64_t mask :
+             {~0ull, 0xFFFFFFFFull, 0xFF00ull, 0ull, 7ull << 61, (1ull << 63) + 0xFFF}) {
             SCOPED_TRACE(testing::Message() << size << " items, mask " << mask);
             Items items(size);
             for (auto& each : items) {
@@ -269,6 +270,17 @@ TEST_P(EachKind, SortsAlikeByAnyRoute) {
     nested.comparator = sortsAnother;
     EXPECT_EQ(1, m.sort(&nested, &status));
     EXPECT_EQ((Items{1, 2, 3, 4, 5}), visibleItems(&nested));
+}
+
+// Looking for each null from the head would take minutes.
+TEST_P(EachKind, RemovesNullsBehindManyOthers) {
+    constexpr std::size_t kMany = 200'000;
+    Items items(kMany, 7), kept = items;
+    items.resize(2 * kMany, 0);
+    items.push_back(9), kept.push_back(9);
+    List list(GetParam(), items);
+    EXPECT_EQ(1, DS_remove_nulls(&list, &status));
+    EXPECT_TRUE(kept == allItems(list));
 }
 
 }  // namespace

@@ -58,7 +58,7 @@ class ChainEnds {
     void inserted() { ++changes_; }
 
     /// `node`, between `before` and `after` (null: none), is about to be freed.
-    void unlinked(void* node, void* before, void* after) {
+    [[gnu::noinline]] void unlinked(void* node, void* before, void* after) {
         ++changes_;
         if (node == hotFirst_) {
             hotFirst_ = after;
@@ -75,6 +75,20 @@ class ChainEnds {
         } else if (entries_) {
             unlinkedInTable(node, before, after);
         }
+    }
+
+    /// The same for the first node of a chain, where it takes next to nothing; otherwise false, and
+    /// unlinked() is to be told.
+    bool headUnlinked(const void* node, void* after) {
+        if (entries_) return false;
+        if (node == hotFirst_) [[likely]] {
+            if (!after || after == hotLast_) return false;
+            hotFirst_ = after;
+        } else if (node == hotLast_) {
+            return false;
+        }
+        ++changes_;
+        return true;
     }
 
     /// `node` has just been allocated, so nothing known of its address is true any more.

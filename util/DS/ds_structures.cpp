@@ -6,6 +6,7 @@
 #include "KelvoBase/vl_register.h"
 #include "KelvoBase/vl_status.h"
 #include "util/DS/ds_handle.h"
+#include "util/DS/list_kind.h"
 #include "util/status_codes.h"
 
 using kelvo::ds::freeHandle;
@@ -85,8 +86,47 @@ DS* select(DS* a, DS* b, Selection DsMethods::*slot, int* status) {
     return result;
 }
 
+// Removes what `keep` refuses among the visible items.
+void removeRefused(DS* handle, int (*keep)(void* item), void* release, void* extra, int* status) {
+    const DsMethods* m = handle->methods;
+    if (!m || !m->head || !m->get_data || !m->next || !m->remove) return;
+    int ignored = 0;
+    for (void* at = m->head(handle, &ignored); at;) {
+        void* item = m->get_data(handle, at, &ignored);
+        at = keep && keep(item) != 0 ? m->next(handle, at, &ignored)
+                                     : m->remove(handle, item, release, extra, status);
+    }
+}
+
 int keepsItem(void* item) {
     return item != nullptr;
+}
+
+// The same for nulls. A list would look for each of them from its head.
+void removeNulls(DS* handle, int* status) {
+    const DsMethods* m = handle->methods;
+    if (m && m->remove == Ds_dlist_remove)
+        kelvo::ds::ListKind<Ds_dlist_node>::removeNulls(handle);
+    else if (m && m->remove == Ds_slist_remove)
+        kelvo::ds::ListKind<Ds_slist_node>::removeNulls(handle);
+    else
+        removeRefused(handle, keepsItem, nullptr, nullptr, status);
+}
+
+// Calls remove() while filter and comparator are set aside, as far as the registries let them:
+// callers rely on the filter staying in place when it may not be cleared.
+template <class Remove>
+int removeUnfiltered(DS* handle, int* status, Remove remove) {
+    setStatus(status, kelvo::util::kNoError);
+    if (!handle) return fail(status, kelvo::util::kArgumentError);
+    const DS saved = *handle;
+    int ignored = 0;
+    DS_set_filter(handle, nullptr, &ignored);
+    DS_set_comparator(handle, nullptr, &ignored);
+    remove();
+    handle->filter = saved.filter;
+    handle->comparator = saved.comparator;
+    return 1;
 }
 
 }  // namespace
@@ -226,28 +266,12 @@ DS* DS_intersect(DS* a, DS* b, int* status) {
 
 int DS_remove_unfiltered_items(DS* handle, int (*keep)(void* item), void* release, void* extra,
                                int* status) {
-    setStatus(status, kelvo::util::kNoError);
-    if (!handle) return fail(status, kelvo::util::kArgumentError);
-    const DS saved = *handle;
-    // Whether the filter is really out of the way depends on the registries; callers rely on it.
-    int ignored = 0;
-    DS_set_filter(handle, nullptr, &ignored);
-    DS_set_comparator(handle, nullptr, &ignored);
-    const DsMethods* m = handle->methods;
-    void* at =
-        m && m->head && m->get_data && m->next && m->remove ? m->head(handle, &ignored) : nullptr;
-    while (at) {
-        void* item = m->get_data(handle, at, &ignored);
-        at = keep && keep(item) != 0 ? m->next(handle, at, &ignored)
-                                     : m->remove(handle, item, release, extra, status);
-    }
-    handle->filter = saved.filter;
-    handle->comparator = saved.comparator;
-    return 1;
+    return removeUnfiltered(handle, status,
+                            [=] { removeRefused(handle, keep, release, extra, status); });
 }
 
 int DS_remove_nulls(DS* handle, int* status) {
-    return DS_remove_unfiltered_items(handle, keepsItem, nullptr, nullptr, status);
+    return removeUnfiltered(handle, status, [=] { removeNulls(handle, status); });
 }
 
 }  // extern "C"

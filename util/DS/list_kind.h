@@ -141,18 +141,24 @@ class ListKind {
     }
 
     static void* remove(DS* handle, void* item, void* release, void* extra, int* status) {
-        util::setStatus(status, util::kNoError);
-        if (!handle) return util::failNull(status, util::kArgumentError);
-        Node* const head = first(handle);
-        if (!head || head->item != item || handle->filter || release)
+        Node* const head = handle ? first(handle) : nullptr;
+        if (!head || head->item != item || handle->filter || release || !status ||
+            !g_chainEnds.headUnlinked(head, head->next))
             return removeAny(handle, item, release, extra, status);
+        // What most removals are: as little as possible beside the call of free.
+        *status = util::kNoError;
         Node* const following = head->next;
-        unlink(handle, {head, nullptr});
+        handle->data = following;
+        if constexpr (kHasPrev)
+            if (following) following->prev = nullptr;
+        releaseNode(head);
         return following;
     }
 
     [[gnu::noinline]] static void* removeAny(DS* handle, void* item, void* release, void* extra,
                                              int* status) {
+        util::setStatus(status, util::kNoError);
+        if (!handle) return util::failNull(status, util::kArgumentError);
         Place place = locate(handle, item);
         if (!place.node) return util::failNull(status, util::kItemNotFound);
         Node* following = visibleFrom(handle, place.node->next);
@@ -166,6 +172,19 @@ class ListKind {
         }
         unlink(handle, place);
         return following;
+    }
+
+    /// Removes the visible items that are null, in one pass.
+    static void removeNulls(DS* handle) {
+        Place place = {first(handle), nullptr};
+        while (place.node) {
+            Node* const following = place.node->next;
+            if (!place.node->item && visible(handle, place.node))
+                unlink(handle, place);
+            else
+                place.before = place.node;
+            place.node = following;
+        }
     }
 
     static int destructor(DS* handle, void* release, void* extra, int* status) {

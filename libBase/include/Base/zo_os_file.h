@@ -5,6 +5,7 @@
 //      from then on it is complete, also for a program that reads it meanwhile and after a crash.
 //      A process that dies leaves no other file behind where the file system has files without a
 //      name; elsewhere one whose name begins with ".copy-" may stay.
+//   3. A limit of file sizes (ulimit -f) is the error EFBIG, not a signal.
 #pragma once
 
 #include <cstdint>

@@ -13,6 +13,7 @@
 
 #include "Base/zo_os_file.h"
 #include "Base/zo_os_path.h"
+#include "libBase/zoOS/posix/file_size_errors.h"
 #include "libBase/zoOS/posix/new_file.h"
 #include "libBase/zoOS/posix/system_error.h"
 
@@ -133,6 +134,7 @@ bool isReplaceable(const struct stat& target) {
 }
 
 int copyTo(const std::string& target, int from, bool overwrite, Purpose purpose) {
+    const FileSizeErrors guard;
     {
         NewFile unnamed(target);
         if (unnamed.createUnnamed() == 0) {

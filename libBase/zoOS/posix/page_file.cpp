@@ -12,6 +12,7 @@
 
 #include "Base/zo_os_system.h"
 #include "libBase/zoOS/posix/file_copy.h"
+#include "libBase/zoOS/posix/file_size_errors.h"
 #include "libBase/zoOS/posix/system_error.h"
 
 namespace kelvo::zoos {
@@ -67,6 +68,7 @@ int PageFile::create(const std::string& path) {
 }
 
 int PageFile::reserve(std::uint64_t offset, std::uint64_t length) {
+    const FileSizeErrors guard;
     int error;
     do error = posix_fallocate(file_.get(), static_cast<off_t>(offset), static_cast<off_t>(length));
     while (error == EINTR);

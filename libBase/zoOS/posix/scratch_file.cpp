@@ -17,6 +17,7 @@
 #include "Base/zo_os_path.h"
 #include "Base/zo_os_view.h"
 #include "libBase/zoOS/posix/descriptor.h"
+#include "libBase/zoOS/posix/file_size_errors.h"
 #include "libBase/zoOS/posix/system_error.h"
 
 namespace zoOS {
@@ -102,6 +103,7 @@ Descriptor create(const char* path, std::size_t bytes) {
     kelvo::zoos::uninterrupted([&] { return flock(file.get(), LOCK_EX); });
     bool made = true;
     if (bytes != 0) {
+        const kelvo::zoos::FileSizeErrors guard;
         int error;
         do error = posix_fallocate(file.get(), 0, static_cast<off_t>(bytes));
         while (error == EINTR);
