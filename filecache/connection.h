@@ -18,8 +18,8 @@ constexpr double kKnownServerSeconds = 1.5;
 /// Full path of the lock file of a cache directory.
 zoString::CString lockPathIn(const zoString::CString& directory);
 
-/// Connects to the server that the lock file names, within so many seconds. Errors: code 1 "Cannot open lockfile: ..." and
-/// "Cannot read lockfile: ...", and those of ClientSocket::connect.
+/// Connects to the server that the lock file names, within so many seconds. Errors: code 1 "Cannot
+/// open lockfile: ..." and "Cannot read lockfile: ...", and those of ClientSocket::connect.
 zoUtil::Error connectToKnownServer(const zoString::CString& lockPath, double seconds,
                                    std::unique_ptr<zoTCP::Socket>& socket);
 

@@ -1,6 +1,7 @@
 #include "linalg/kernels/dqrdc.h"
 
 #include <algorithm>
+#include <numeric>
 
 #include "linalg/kernels/block_reflector.h"
 #include "linalg/kernels/blocked_qr.h"
@@ -23,6 +24,9 @@ bool gainsByWaiting(int n, int p) {
 // Brings the initial columns to the front and the final ones to the back.
 void arrangeColumns(QrTask& t) {
     int* jpvt = t.jpvt;
+    t.freeEnd = t.p;
+    if (std::all_of(jpvt, jpvt + t.p, [](int specifier) { return specifier == 0; }))
+        return std::iota(jpvt, jpvt + t.p, 1);
     for (int j = 0; j < t.p; ++j) {
         const bool initial = jpvt[j] > 0;
         jpvt[j] = jpvt[j] < 0 ? -(j + 1) : j + 1;  // a final column keeps its mark for now
@@ -31,7 +35,6 @@ void arrangeColumns(QrTask& t) {
         jpvt[j] = jpvt[t.freeBegin];
         jpvt[t.freeBegin++] = j + 1;
     }
-    t.freeEnd = t.p;
     for (int j = t.p - 1; j >= 0; --j) {
         if (jpvt[j] >= 0) continue;
         jpvt[j] = -jpvt[j];

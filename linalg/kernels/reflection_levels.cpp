@@ -8,23 +8,6 @@
 namespace kelvo::kernels::KELVO_LEVEL {
 namespace {
 
-// The sum of the lanes, by halves.
-inline double sumOfLanes(const Vector& v) {
-#if defined(__AVX512F__)
-    const auto quad =
-        __builtin_shufflevector(v, v, 0, 1, 2, 3) + __builtin_shufflevector(v, v, 4, 5, 6, 7);
-#else
-    const auto& quad = v;
-#endif
-#if defined(__AVX__)
-    const auto pair =
-        __builtin_shufflevector(quad, quad, 0, 1) + __builtin_shufflevector(quad, quad, 2, 3);
-#else
-    const auto& pair = quad;
-#endif
-    return pair[0] + pair[1];
-}
-
 // N columns at once: v is loaded once for all of them.
 template <size_t N>
 inline void reflectColumns(size_t n, const double* v, double* c, size_t ldc) {
@@ -40,7 +23,7 @@ inline void reflectColumns(size_t n, const double* v, double* c, size_t ldc) {
         const Vector vi = part.load(v + whole);
         unrolled<N>([&](size_t j) { sums[j] += part.load(c + j * ldc + whole) * vi; });
     }
-    unrolled<N>([&](size_t j) { factors[j] = Vector{} - sumOfLanes(sums[j]) / v[0]; });
+    unrolled<N>([&](size_t j) { factors[j] = Vector{} - lanes(sums[j]) / v[0]; });
     for (size_t i = 0; i < whole; i += kWidth) {
         const Vector vi = load(v + i);
         unrolled<N>(

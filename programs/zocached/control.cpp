@@ -20,8 +20,9 @@ namespace kelvo::zocached {
 namespace {
 
 constexpr int kBacklog = 128;
-// Less than the time after which a client gives its server up.
-constexpr int kPatienceSeconds = 15;
+// Together with the start of a server less than the five seconds that a client waits for its first
+// reply, so that it gets an error that says why.
+constexpr int kPatienceSeconds = 3;
 // First byte of an order; the digits change with the meaning of what follows.
 constexpr char kAdoptOrder[] = "adopt 1\n";
 constexpr char kTellOrder[] = "tell 1\n";
@@ -120,6 +121,12 @@ Error openControl(const Directory& directory, Descriptor& listener) {
     }
     listener = std::move(made);
     return Error();
+}
+
+bool isControlThere(const Directory& directory) {
+    struct stat status {};
+    return fstatat(directory.descriptor(), kSocketName, &status, AT_SYMLINK_NOFOLLOW) == 0 &&
+           S_ISSOCK(status.st_mode);
 }
 
 Order receiveOrder(int control) {

@@ -12,6 +12,8 @@ namespace kelvo::zocached {
 /// Listens on the socket, in place of one that a killed server has left. For the one that holds
 /// the guard.
 zoUtil::Error openControl(const Directory& directory, Descriptor& listener);
+/// Whether a socket has its name.
+bool isControlThere(const Directory& directory);
 
 struct Order {
     enum Kind { kNone, kAdopt, kTell };

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <ctime>
 #include <functional>
+#include <iterator>
 #include <utility>
 
 #include "programs/zocached/log.h"
@@ -78,6 +79,17 @@ void Index::readRow(Row&& row) {
 void Index::setLimits(const Limits& limits) {
     limits_ = limits;
     allHeld_ = false;
+}
+
+void Index::fileGone(const std::string& name) {
+    Entry probe;
+    probe.row.name = name;
+    const auto [first, last] = byName_.equal_range(&probe);
+    std::vector<Entry*> gone;
+    std::copy_if(first, last, std::back_inserter(gone),
+                 [](const Entry* entry) { return entry->isListed; });
+    for (Entry* entry : gone)
+        if (!refresh(*entry)) unlist(*entry);
 }
 
 Entry* Index::find(const std::string& key) const {
@@ -177,7 +189,7 @@ void Index::letGo(const Holder::Held& held) {
 
 const Entry* Index::acquire(Holder& holder, const std::string& key) {
     Entry* const entry = find(key);
-    if (entry == nullptr || !refresh(*entry)) {
+    if (entry == nullptr || (!isWatched_ && !refresh(*entry))) {
         if (entry != nullptr) unlist(*entry);
         ++figures_.misses;
         return nullptr;

@@ -66,6 +66,12 @@ class Index {
     zoUtil::Error open();
     void setLimits(const Limits& limits);
 
+    /// Whether somebody calls fileGone() for files that are deleted or moved away; until then acquire
+    /// looks itself, which takes longer than all else that it does.
+    void setWatched(bool isWatched) { isWatched_ = isWatched; }
+    /// The name has gone, or had gone for a moment.
+    void fileGone(const std::string& name);
+
     /// The entry of `key`, now held by `holder`; null when there is none or its file has gone.
     const Entry* acquire(Holder& holder, const std::string& key);
     bool release(Holder& holder, const std::string& key, bool remove);
@@ -151,6 +157,7 @@ class Index {
     std::int64_t lastId_ = 0;
     std::int64_t lastTurn_ = 0;
     std::vector<Row> doomed_;  // found in the store, their clients are gone
+    bool isWatched_ = false;
     bool inTransaction_ = false;
     bool hasFailed_ = false;  // the transaction
     bool isFailing_ = false;  // the store, as far as the log knows

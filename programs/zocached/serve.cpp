@@ -3,9 +3,11 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <chrono>
+#include <csignal>
 #include <cstring>
 #include <memory>
 #include <string>
@@ -23,8 +25,8 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr auto kInitializeTime = 30s;
-// Less than the time after which a client gives its server up.
-constexpr auto kStartTime = 20s;
+// Less than the five seconds that a client waits for its first reply.
+constexpr auto kStartTime = 4500ms;
 constexpr auto kShortestRest = 2ms, kLongestRest = 50ms;
 
 // Answers initialize with an error, when there is no server to do it.
@@ -93,6 +95,18 @@ Error guardOrHandOver(const Directory& directory, const Channel& channel, Descri
     return Error(ETIMEDOUT, "the cache server of this directory does not begin");
 }
 
+// What is said to nobody must not end up in a socket or a file, and must not end the server; nor
+// must a limit on the size of files, which is like a full disk.
+void settleSurroundings() {
+    umask(S_IRWXG | S_IRWXO);
+    std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN);
+    int nowhere = -1;
+    do nowhere = open("/dev/null", O_RDWR | O_CLOEXEC);
+    while (nowhere >= 0 && nowhere <= STDERR_FILENO);  // kept in the place of a closed one
+    close(nowhere);
+}
+
 int refuse(Channel& channel, const Error& error) {
     logLine(Level::kError, "%s", error.message().c_str());
     Refusal(channel, error).send();
@@ -103,7 +117,7 @@ int refuse(Channel& channel, const Error& error) {
 }  // namespace
 
 int serve(const Options& options) {
-    umask(S_IRWXG | S_IRWXO);
+    settleSurroundings();
     auto client = std::make_unique<zoTCP::ClientSocket>(
         zoTCP::Address(zoTCP::Address::localhost, options.port));
     if (Error error = client->connect()) {

@@ -4,6 +4,7 @@
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/epoll.h>
+#include <sys/inotify.h>
 #include <sys/signalfd.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -28,7 +29,7 @@ using namespace std::chrono_literals;
 constexpr int kMostClients = 256;
 constexpr int kMostStrangers = 64;  // connections that have not said initialize
 constexpr int kMostAccepts = 16;    // in one round, so that those who are in get their turn
-constexpr int kMostEvents = 128;    // in one round
+constexpr int kMostEvents = 512;    // in one round: all there can be
 constexpr int kBacklog = 128;
 constexpr auto kTick = 1s;
 constexpr auto kIdleTick = 10s;
@@ -104,6 +105,39 @@ class Server::Signals : public Watched {
     Descriptor signals_;
 };
 
+// Files of the directory that others delete or move away. The news is there before a request that
+// was sent afterwards, so that the loop looks at it before all else.
+class Server::Deletions : public Watched {
+  public:
+    explicit Deletions(Server& server)
+        : server_(server), events_(inotify_init1(IN_CLOEXEC | IN_NONBLOCK)) {
+        const std::string place =
+            "/proc/self/fd/" + std::to_string(server.directory_.descriptor()) + "/.";
+        if (inotify_add_watch(events_.get(), place.c_str(), IN_DELETE | IN_MOVED_FROM) < 0)
+            events_ = Descriptor();
+    }
+    int descriptor() const override { return events_.get(); }
+    void onReady() override {
+        alignas(inotify_event) char bytes[16 * 1024];
+        for (ssize_t size; (size = read(events_.get(), bytes, sizeof bytes)) > 0;)
+            for (ssize_t place = 0; place < size;) {
+                const auto* const event = reinterpret_cast<const inotify_event*>(bytes + place);
+                place += static_cast<ssize_t>(sizeof(inotify_event) + event->len);
+                take(*event);
+            }
+    }
+
+  private:
+    void take(const inotify_event& event) {
+        if ((event.mask & (IN_Q_OVERFLOW | IN_IGNORED | IN_UNMOUNT)) != 0)
+            server_.index_.setWatched(false);  // some news is lost: trust none
+        if (event.len > 0) server_.index_.fileGone(event.name);
+    }
+
+    Server& server_;
+    Descriptor events_;
+};
+
 Server::Server(Directory directory, Descriptor guard, int idleSeconds)
     : directory_(std::move(directory)),
       guard_(std::move(guard)),
@@ -127,22 +161,36 @@ Error Server::open() {
     if (!epoll_) return failed("wait for clients");
     // Before the index makes its thread, which inherits what is blocked.
     if (Error error = watch(std::make_unique<Signals>(*this))) return error;
+    auto deletions = std::make_unique<Deletions>(*this);
+    Watched* const news = deletions.get();
+    if (news->descriptor() >= 0 && !watch(std::move(deletions))) {
+        deletions_ = news;
+        index_.setWatched(true);
+    }
     if (Error error = index_.open()) return error;
     listener_.setLoopbackOnly();
     if (Error error = listener_.listen()) return error;
     // One that was waiting may have gone when it is its turn.
     if (fcntl(listener_.descriptor(), F_SETFL, O_NONBLOCK) != 0) return failed("listen");
-    if (Error error = openControl(directory_, control_)) return error;
-    Error error =
-        watch(std::make_unique<Listener>(*this, listener_.descriptor(), &Server::acceptClients));
-    if (!error)
-        error = watch(std::make_unique<Listener>(*this, control_.get(), &Server::acceptControls));
-    if (error) return error;
+    if (Error error = listenForControls()) return error;
+    if (Error error = watch(
+            std::make_unique<Listener>(*this, listener_.descriptor(), &Server::acceptClients)))
+        return error;
     advertise();
     logLine(Level::kInfo, "serves on port %d, %lld entries, %lld bytes", listener_.getPort(),
             static_cast<long long>(index_.figures().entries),
             static_cast<long long>(index_.figures().bytes));
     return Error();
+}
+
+// In place of the socket before, whose name has gone.
+Error Server::listenForControls() {
+    Descriptor fresh;
+    if (Error error = openControl(directory_, fresh)) return error;
+    for (const std::unique_ptr<Watched>& watched : watched_)
+        if (control_ && watched->descriptor() == control_.get()) watched->drop();
+    control_ = std::move(fresh);
+    return watch(std::make_unique<Listener>(*this, control_.get(), &Server::acceptControls));
 }
 
 // Without a lock file clients start servers, which hand them over.
@@ -171,7 +219,7 @@ void Server::watchForOutput(Connection& connection, bool output) {
 
 void Server::watchListeners(bool wanted) {
     for (const std::unique_ptr<Watched>& watched : watched_) {
-        if (dynamic_cast<Listener*>(watched.get()) == nullptr) continue;
+        if (dynamic_cast<Listener*>(watched.get()) == nullptr || watched->isOver()) continue;
         epoll_event event{};
         if (wanted) event.events = EPOLLIN;
         event.data.ptr = watched.get();
@@ -294,6 +342,8 @@ void Server::round() {
     const int count = epoll_wait(epoll_.get(), events, kMostEvents, waitMilliseconds());
     now_ = Clock::now();
     bool someAreOver = false;
+    for (int i = 0; i < count && deletions_ != nullptr; ++i)
+        if (events[i].data.ptr == deletions_) deletions_->onReady();
     for (int i = 0; i < count; ++i) {
         auto* const watched = static_cast<Watched*>(events[i].data.ptr);
         if (!watched->isOver()) watched->onReady();
@@ -326,6 +376,9 @@ void Server::checkFiles() {
     const bool isThere = !directory_.path().empty();
     if (isThere && isStillGuarded()) {
         index_.keepFile();
+        if (isControlThere(directory_)) return;
+        if (Error error = listenForControls())
+            logLine(Level::kWarning, "%s", error.message().c_str());
         return;
     }
     // Another server may be there. Those who are served stay.

@@ -32,6 +32,7 @@ class Server : private Service {
     class Listener;
     class Control;
     class Signals;
+    class Deletions;
 
     Index& index() override { return index_; }
     const Directory& directory() const override { return directory_; }
@@ -54,6 +55,7 @@ class Server : private Service {
     void tick();
     void checkFiles();
     bool isStillGuarded();
+    zoUtil::Error listenForControls();
     void advertise();
     bool mayEnd();
     int waitMilliseconds() const;
@@ -67,6 +69,7 @@ class Server : private Service {
     Descriptor control_;
     Descriptor epoll_;
     std::vector<std::unique_ptr<Watched>> watched_;
+    Watched* deletions_ = nullptr;          // borrowed
     std::vector<Connection*> adds_;         // borrowed: to be served
     std::vector<Connection*> uncommitted_;  // borrowed: served, not yet answered
     int clients_ = 0;                       // connections

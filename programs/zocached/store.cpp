@@ -64,9 +64,9 @@ Row rowOf(sqlite3_stmt* statement) {
 }
 
 // Nothing but a file of ours is opened: no link, directory or pipe that has its name.
-bool isUsableFile(const Directory& directory) {
+bool isUsableFile(const Directory& directory, const char* name) {
     struct stat status {};
-    if (fstatat(directory.descriptor(), kIndexName, &status, AT_SYMLINK_NOFOLLOW) != 0)
+    if (fstatat(directory.descriptor(), name, &status, AT_SYMLINK_NOFOLLOW) != 0)
         return errno == ENOENT;
     return S_ISREG(status.st_mode) && status.st_uid == geteuid() &&
            (status.st_mode & (S_IWGRP | S_IWOTH)) == 0;
@@ -130,7 +130,7 @@ Store::~Store() {
 Error Store::open(const Directory& directory, const Reader& reader) {
     const std::string path = directory.path() + "/" + kIndexName;
     Error error;
-    if (isUsableFile(directory)) {
+    if (isUsableFile(directory, kIndexName)) {
         error = openFile(path, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
         if (!error) error = prepare();
         if (!error) error = readRows(reader);
@@ -143,14 +143,17 @@ Error Store::open(const Directory& directory, const Reader& reader) {
     logLine(Level::kWarning, "the index is damaged (%s); it is now \"%s\"", error.message().c_str(),
             kBadIndexName);
     if (Error again = replace(directory)) return again;
-    salvage(directory.path() + "/" + kBadIndexName, reader);
+    // Opening a pipe would wait for somebody to write into it.
+    if (isUsableFile(directory, kBadIndexName))
+        salvage(directory.path() + "/" + kBadIndexName, reader);
     return Error();
 }
 
 Error Store::openToRead(const Directory& directory, const Reader& reader) {
     if (faccessat(directory.descriptor(), kIndexName, F_OK, AT_SYMLINK_NOFOLLOW) != 0)
         return Error(ENOENT, "there is no index");
-    if (!isUsableFile(directory)) return Error(EACCES, "the index is not a file of ours");
+    if (!isUsableFile(directory, kIndexName))
+        return Error(EACCES, "the index is not a file of ours");
     Error error = openFile(directory.path() + "/" + kIndexName, SQLITE_OPEN_READONLY);
     return error ? error : readRows(reader);
 }
@@ -177,7 +180,10 @@ Error Store::openFile(const std::string& path, int flags) {
     }
     sqlite3_busy_timeout(database_, kBusyMilliseconds);
     sqlite3_db_config(database_, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
-    sqlite3_db_config(database_, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
+    // What is not ours in the file must not undo what is written.
+    for (int option : {SQLITE_DBCONFIG_TRUSTED_SCHEMA, SQLITE_DBCONFIG_ENABLE_TRIGGER,
+                       SQLITE_DBCONFIG_ENABLE_VIEW})
+        sqlite3_db_config(database_, option, 0, nullptr);
     return Error();
 }
 
@@ -186,15 +192,15 @@ Error Store::prepare() {
         !execute("PRAGMA cache_size=-1024") || !execute("PRAGMA wal_autocheckpoint=0"))
         return lastError("open");
     sqlite3_stmt* version = nullptr;
-    int schema = -1;
-    if (sqlite3_prepare_v2(database_, "PRAGMA user_version", -1, &version, nullptr) == SQLITE_OK &&
-        sqlite3_step(version) == SQLITE_ROW)
-        schema = sqlite3_column_int(version, 0);
+    const bool isKnown =
+        sqlite3_prepare_v2(database_, "PRAGMA user_version", -1, &version, nullptr) == SQLITE_OK &&
+        sqlite3_step(version) == SQLITE_ROW;
+    const int schema = isKnown ? sqlite3_column_int(version, 0) : 0;
     sqlite3_finalize(version);
-    if (schema < 0) return lastError("read");
-    if (schema > kSchema) {
+    if (!isKnown) return lastError("read");
+    if (schema < 0 || schema > kSchema) {
         damaged_ = true;
-        return Error(EIO, "the index was written by a newer version");
+        return Error(EIO, "the index was written by another version");
     }
     // A full disk does not keep a server from starting when the table is there.
     if (schema < kSchema && (!execute("BEGIN IMMEDIATE") || !execute(kTable) ||

@@ -1,5 +1,5 @@
 // What could break: who shares what, texts and arguments of the checks, memory safety after a
-// handler that returns, overload resolution, the free list of block records.
+// handler that returns, overload resolution, the free lists of records and of small blocks.
 #include "KelvoBase/vec.h"
 
 #include <gtest/gtest.h>
@@ -262,6 +262,29 @@ TEST(Vec, BlockRecordsComeBackLastInFirstOut) {
     record = RWBlock::operator new(1);
     EXPECT_EQ(address, reinterpret_cast<std::uintptr_t>(record));
     RWBlock::operator delete(record, 1);
+}
+
+// Lengths around every class of small blocks; half of them go and come back while the others live.
+TEST(Vec, SmallBlocksAreUsedAgainByOneAtATime) {
+    const long before = MA_liveBlocks();
+    {
+        std::vector<DoubleVec> held;
+        held.reserve(300);
+        for (unsigned n = 0; n < 150; ++n) held.emplace_back(n, n);
+        EXPECT_EQ(before + 149, MA_liveBlocks());
+        for (int round = 0; round < 3; ++round) {
+            for (unsigned n = 1; n < 150; n += 2) held[n].reference(DoubleVec());
+            EXPECT_EQ(before + 74, MA_liveBlocks());
+            for (unsigned n = 1; n < 150; n += 2) held[n].reference(DoubleVec(n, n));
+            for (unsigned n = 0; n < 150; ++n) ASSERT_EQ(Doubles(n, n), values(held[n])) << n;
+        }
+    }
+    EXPECT_EQ(before, MA_liveBlocks());
+    MA_failAfter(0);
+    RecordedErrors errors;
+    EXPECT_EQ(0, DoubleVec(3).stride()) << "freed blocks are no way around";
+    MA_failAfter(-1);
+    EXPECT_EQ(1u, errors.take().size());
 }
 
 TEST(Vec, MixedTypesConvertUpwards) {

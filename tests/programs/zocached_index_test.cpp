@@ -2,6 +2,8 @@
 // nobody's entry, the wrong entry is evicted, what was promised is not in the store after a crash.
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sqlite3.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -269,10 +271,36 @@ TEST_F(IndexFiles, DamageToTheStoreCostsNothingThatCanBeRead) {
     EXPECT_TRUE(add("instead of a directory"));
     close();
     fs::remove(file);
+    ASSERT_EQ(mkfifo(file.c_str(), 0600), 0);
+    open();
+    EXPECT_TRUE(add("instead of a pipe"));
+    close();
+    fs::remove(file);
     fs::create_symlink("/etc/passwd", file);
     open();
     EXPECT_TRUE(add("instead of a link"));
     EXPECT_TRUE(fs::is_regular_file(fs::symlink_status(file)));
+}
+
+// What a file may say besides the rows.
+TEST_F(IndexFiles, NothingInTheStoreUndoesAdds) {
+    for (const char* text : {"PRAGMA user_version=-1", "PRAGMA user_version=2",
+                             "CREATE TRIGGER t AFTER INSERT ON entry BEGIN DELETE FROM entry; END",
+                             "DROP TABLE entry; CREATE VIEW entry AS SELECT 1 AS id"}) {
+        SCOPED_TRACE(text);
+        close();
+        sqlite3* database = nullptr;
+        ASSERT_EQ(sqlite3_open((place_ / kIndexName).c_str(), &database), SQLITE_OK);
+        EXPECT_EQ(sqlite3_exec(database, text, nullptr, nullptr, nullptr), SQLITE_OK);
+        sqlite3_close(database);
+        open();
+        EXPECT_TRUE(add("one"));
+        EXPECT_TRUE(add("two"));
+        close();
+        open();
+        EXPECT_TRUE(has("one"));
+        EXPECT_TRUE(has("two"));
+    }
 }
 
 TEST_F(IndexFiles, FilesThatChangeUnderneathAreNoticed) {

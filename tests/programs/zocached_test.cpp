@@ -183,6 +183,27 @@ TEST_F(Zocached, LeastRecentlyAccessedGoFirstAndHeldOnesNever) {
     EXPECT_TRUE(fs::exists(*this / "f"));
 }
 
+TEST_F(Zocached, FilesThatOthersDeleteAreNotFound) {
+    CacheClient client;
+    ASSERT_FALSE(client.open(path()));
+    for (int i = 0; i < 300; ++i) {
+        const std::string key = "key" + std::to_string(i);
+        ASSERT_TRUE(client.put(path(), key));
+        ASSERT_TRUE(client.has(key));
+        if (i % 2 == 0)
+            fs::remove(*this / key);
+        else
+            fs::rename(*this / key, *this / "moved");
+        ASSERT_FALSE(client.has(key)) << key;
+    }
+    ASSERT_TRUE(client.put(path(), "key"));
+    writeFile(*this / "new", "again");
+    fs::rename(*this / "new", *this / "key");  // renewed, not gone
+    EXPECT_TRUE(client.has("key"));
+    for (int hold = 0; hold < 2; ++hold) EXPECT_TRUE(client.release("key", false));
+    EXPECT_EQ(figure(path(), "bytes"), 5);
+}
+
 TEST_F(Zocached, ReplacedAndRemovedEntriesLastAsLongAsTheirHolders) {
     CacheClient client, other;
     ASSERT_FALSE(client.open(path()));
@@ -196,12 +217,11 @@ TEST_F(Zocached, ReplacedAndRemovedEntriesLastAsLongAsTheirHolders) {
     EXPECT_FALSE(fs::exists(*this / "second"));
     EXPECT_FALSE(other.has("key"));
     EXPECT_TRUE(fs::exists(*this / "key"));  // the other has it still
-    kill(client.server(), SIGKILL);
+    EXPECT_EQ(client.end(SIGKILL), SIGKILL);
     CacheClient next;
     ASSERT_FALSE(next.open(path()));  // a crash does not bring it back
     EXPECT_FALSE(next.has("key"));
     EXPECT_FALSE(fs::exists(*this / "key"));
-    waitpid(client.server(), nullptr, 0);
 }
 
 TEST_F(Zocached, FirstRequestMustBeForThisDirectory) {
@@ -325,6 +345,7 @@ TEST_F(Zocached, SecondServerHandsOverAndTheLockFileComesBack) {
         {"gone", [&] { fs::remove(*this / "lockfile.lck"); }},
         {"somebody else's", [&] { writeFile(*this / "lockfile.lck", "1\n"); }},
         {"guard deleted", [&] { fs::remove(*this / "zocached.guard"); }},
+        {"socket deleted", [&] { fs::remove(*this / "zocached.socket"); }},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.what);
@@ -338,6 +359,22 @@ TEST_F(Zocached, SecondServerHandsOverAndTheLockFileComesBack) {
         EXPECT_EQ(contentOf(*this / "lockfile.lck"), advertised);
         EXPECT_EQ(serversMarked(mark_), std::vector<pid_t>{first.server()});
     }
+}
+
+TEST_F(Zocached, ClientOfAHangingServerGetsAnErrorAndIsNotTakenLater) {
+    CacheClient first, second;
+    ASSERT_FALSE(first.open(path()));
+    ASSERT_EQ(kill(first.server(), SIGSTOP), 0);
+    second.start();
+    const double begin = secondsNow();
+    const zoUtil::Error error = second.initialize(path(), 0, 0);
+    EXPECT_NE(error.message().str().find("does not answer"), std::string::npos) << error.message();
+    EXPECT_LT(secondsNow() - begin, 5.0);
+    EXPECT_EQ(WEXITSTATUS(second.awaitEnd(10)), 1);
+    ASSERT_EQ(kill(first.server(), SIGCONT), 0);
+    EXPECT_TRUE(isClosed(second));
+    EXPECT_TRUE(first.put(path(), "key"));
+    EXPECT_EQ(figure(path(), "clients"), 1);
 }
 
 TEST_F(Zocached, RefusesDirectoriesThatOthersCanWrite) {
@@ -411,6 +448,7 @@ TEST_F(Zocached, ReportsAndOptions) {
     EXPECT_EQ(output,
               "entries: 2\nbytes: 12\nwaiting for deletion: 0\nfiles missing: 0\n"
               "files not in the index: 1\n");
+    EXPECT_EQ(client.end(SIGKILL), SIGKILL);
     fs::remove(*this / "key");
     EXPECT_EQ(runTool({"--check", path()}, output), 1);
     EXPECT_NE(output.find("missing: key\n"), std::string::npos);
