@@ -5,8 +5,12 @@
 namespace kelvo::fit {
 
 Cloud cloudOf(const std::vector<Vec3>& points, char axis, const std::string& file) {
+    return cloudOver(frameOf(points, axis, file), points);
+}
+
+Cloud cloudOver(const Frame& frame, const std::vector<Vec3>& points) {
     Cloud cloud;
-    cloud.frame = frameOf(points, axis, file);
+    cloud.frame = frame;
     cloud.diagonal = boxOf(points).diagonal();
     cloud.points.reserve(points.size());
     for (const Vec3& p : points)

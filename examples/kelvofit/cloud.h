@@ -21,6 +21,9 @@ struct Cloud {
 /// Places the points over the plane that `axis` names (frame.h, also for what it throws).
 Cloud cloudOf(const std::vector<Vec3>& points, char axis, const std::string& file);
 
+/// Places the points over the plane of `frame`, which is that of the same points.
+Cloud cloudOver(const Frame& frame, const std::vector<Vec3>& points);
+
 /// Finds points near a place of the parameter rectangle, in cells of a few points each.
 class Neighbours {
   public:

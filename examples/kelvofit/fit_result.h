@@ -59,6 +59,7 @@ struct FitResult {
     double tolerance = 0;
     double scale = 1;      // from lengths here to lengths between the points and surfaces
     bool stopped = false;  // by the user
+    bool kept = false;     // the fit is from the cache
     std::vector<SplineSurface> surfaces;
     std::vector<MeasuredPoint> points;
     Spread atParameter, toSurface;

@@ -9,6 +9,9 @@
 
 #include "debug_log.h"
 #include "failure.h"
+#include "fit_cache.h"
+#include "fit_key.h"
+#include "kept_fit.h"
 #include "mesh.h"
 #include "options.h"
 #include "patch_fit.h"
@@ -46,6 +49,7 @@ class Run {
         : options_(options),
           places_(places),
           log_(log),
+          cache_(options),
           reporter_("kelvofit", options.quiet ? 0 : 1) {}
 
     void operator()();
@@ -53,6 +57,9 @@ class Run {
   private:
     void fitKnown(TextFile& file);
     void fitScattered(TextFile& file);
+    void refineScattered(const std::vector<Vec3>& points);
+    bool isKept(const std::string& key, const std::function<bool(std::string_view)>& use);
+    void keep(const std::string& key, const std::string& content);
     void showStep(int step, int most, double u, double v, double largest) const;
     bool wantsToStop() const { return interrupted() || reporter_.quit() != 0; }
     void setTolerance();
@@ -66,6 +73,7 @@ class Run {
     const Options& options_;
     Places& places_;
     const DebugLog& log_;
+    FitCache cache_;
     TbaseReporter reporter_;
     std::optional<EditScript> script_;
     FitResult result_;
@@ -86,14 +94,35 @@ void Run::showStep(int step, int most, double u, double v, double largest) const
     reporter_.toleranceReport(step, most, u, v, largest / result_.tolerance);
 }
 
+// Whether the fit is in the cache, and of use.
+bool Run::isKept(const std::string& key, const std::function<bool(std::string_view)>& use) {
+    if (!cache_.isOn()) return false;
+    result_.kept = cache_.find(key, use);
+    if (result_.kept) log_.stage("fit from the cache, " + key);
+    lap("cache");
+    return result_.kept;
+}
+
+// A fit that the user has stopped is not what the next run would find.
+void Run::keep(const std::string& key, const std::string& content) {
+    if (result_.stopped || !cache_.isOn()) return;
+    cache_.add(key, content);
+    lap("keep");
+}
+
 void Run::fitKnown(TextFile& file) {
     const PatchModel model = readPatches(file);
     result_.box = boxOf(model.points);
     checkSize(result_.box.diagonal(), options_.input);
     setTolerance();
     lap("read");
-    log_.stage("fitting");
     Noise noise(options_.noise, options_.seed);
+    const std::string key = cache_.isOn() ? keyOf(model, options_) : std::string();
+    if (isKept(key, [&](std::string_view content) {
+            return unpackPatches(content, model.patches.size(), result_);
+        }))
+        return samplePatches(model, options_.samples, noise, result_);
+    log_.stage("fitting");
     const int count = static_cast<int>(model.patches.size());
     fitPatches(model, options_.samples, noise, result_,
                [&](const FitResult& sofar, const PatchResult& patch) {
@@ -103,6 +132,7 @@ void Run::fitKnown(TextFile& file) {
                });
     log_.patches(*result_.patches);
     lap("fit");
+    keep(key, packedPatches(result_));
 }
 
 void Run::fitScattered(TextFile& file) {
@@ -116,6 +146,21 @@ void Run::fitScattered(TextFile& file) {
     setTolerance();
     lap("read");
     CloudResult& scattered = result_.scattered.emplace();
+    const std::string key =
+        cache_.isOn() ? keyOf(points, result_.tolerance, options_) : std::string();
+    if (!isKept(key,
+                [&](std::string_view content) { return unpack(content, points, scattered); })) {
+        refineScattered(points);
+        keep(key, packed(scattered));
+    }
+    result_.surfaces.push_back(scattered.refinement.best.surface);
+    for (const CloudPoint& p : scattered.cloud.points)
+        result_.points.push_back({p.at, 0, p.u, p.v});
+}
+
+void Run::refineScattered(const std::vector<Vec3>& points) {
+    CloudResult& scattered = *result_.scattered;
+    scattered = {};
     scattered.cloud = cloudOf(points, options_.axis, options_.input);
     const Neighbours neighbours(scattered.cloud);
     scattered.filledBeyond = 2 * neighbours.spacing();
@@ -131,9 +176,6 @@ void Run::fitScattered(TextFile& file) {
         log_.step(step, fit);
     });
     result_.stopped = scattered.refinement.reason == StopReason::kUser;
-    result_.surfaces.push_back(scattered.refinement.best.surface);
-    for (const CloudPoint& p : scattered.cloud.points)
-        result_.points.push_back({p.at, 0, p.u, p.v});
     lap("fit");
 }
 
@@ -198,6 +240,7 @@ void Run::summarise() const {
         std::printf("largest control point error %s over %zu patches\n",
                     rounded(result_.patches->controlError, 3).c_str(),
                     result_.patches->patches.size());
+    if (result_.kept) std::printf("the fit is from the cache\n");
     std::printf("results in %s\n", places_.shown().c_str());
 }
 

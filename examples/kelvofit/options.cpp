@@ -41,6 +41,8 @@ INPUT  FILE.patches        Bezier patches: sampled, fitted again, compared with 
       --turntable N    also draw N pictures of a whole turn, fit.0001.svg and so on, up to 1000
       --debug FILE     log what the program does; - is stderr
       --scratch        keep the large matrices of the fit in scratch memory, not on the heap
+      --cache-dir DIR  keep fits there (default: kelvofit in the user's cache directory)
+      --no-cache       compute the fit in any case, and do not keep it
   -q, --quiet          no progress
   -h, --help           this text
       --version        the version
@@ -68,6 +70,8 @@ enum LongOnly {
     kDebug,
     kMethod,
     kScratch,
+    kCacheDirectory,
+    kNoCache,
     kProject,
     kName,
     kRotate,  // from here on: three values
@@ -95,6 +99,8 @@ constexpr option kLong[] = {{"out", required_argument, nullptr, 'o'},
                             {"project", required_argument, nullptr, kProject},
                             {"name", required_argument, nullptr, kName},
                             {"scratch", no_argument, nullptr, kScratch},
+                            {"cache-dir", required_argument, nullptr, kCacheDirectory},
+                            {"no-cache", no_argument, nullptr, kNoCache},
                             {"quiet", no_argument, nullptr, 'q'},
                             {"help", no_argument, nullptr, 'h'},
                             {"version", no_argument, nullptr, kVersion},
@@ -148,8 +154,8 @@ Method method(const char* text) {
     throw Failure("--method: " + quoted(text) + " is not qr, cholesky or auto");
 }
 
-std::string projectDirectory(const char* text) {
-    if (*text == '\0') throw Failure("--project: no directory given");
+std::string directory(const char* option, const char* text) {
+    if (*text == '\0') throw Failure(std::string(option) + ": no directory given");
     return text;
 }
 
@@ -215,13 +221,19 @@ void apply(int code, const char* text, Options& options, Given& given) {
             options.debug = text;
             break;
         case kProject:
-            options.project = projectDirectory(text);
+            options.project = directory("--project", text);
             break;
         case kName:
             options.name = projectName(text);
             break;
         case kScratch:
             options.scratch = true;
+            break;
+        case kCacheDirectory:
+            options.cacheDirectory = directory("--cache-dir", text);
+            break;
+        case kNoCache:
+            options.noCache = true;
             break;
         case 'q':
             options.quiet = true;
@@ -249,6 +261,8 @@ void check(const Options& options, const Given& given) {
         throw Failure("--project and --name are of use together only");
     if (!options.project.empty() && !options.out.empty())
         throw Failure("--out is of no use with --project");
+    if (options.noCache && !options.cacheDirectory.empty())
+        throw Failure("--cache-dir is of no use with --no-cache");
     const bool patches = inputKind(options.input) == InputKind::kPatches;
     if (given.samples && !patches) throw Failure("--samples is of use with .patches only");
     if ((given.axis || given.maxSpans || options.scratch) && patches)

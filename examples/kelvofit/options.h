@@ -24,10 +24,12 @@ struct Options {
     std::string unit;  // of the input, for labels only
     char up = '\0';    // y or z: the world's up axis; or none: as the model lies
     Placement placement;
-    int turntable = 0;     // pictures of a whole turn
-    std::string edit;      // script of edits; empty: none
-    std::string debug;     // file of the log; empty: none
-    bool scratch = false;  // the least-squares matrices outside of the heap
+    int turntable = 0;           // pictures of a whole turn
+    std::string edit;            // script of edits; empty: none
+    std::string debug;           // file of the log; empty: none
+    std::string cacheDirectory;  // where fits are kept; empty: below the user's caches
+    bool noCache = false;        // no fits are kept, nor taken
+    bool scratch = false;        // the least-squares matrices outside of the heap
     bool quiet = false;
     bool done = false;  // --help or --version has been answered
 };

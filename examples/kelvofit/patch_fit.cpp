@@ -82,6 +82,14 @@ double Noise::next() {
     return std::sqrt(-2 * std::log(a)) * std::cos(2 * std::numbers::pi * b);
 }
 
+void samplePatches(const PatchModel& model, int samples, Noise& noise, FitResult& result) {
+    int number = 0;
+    for (const auto& corners : model.patches) {
+        const auto points = sample(knownPatch(model, corners), number++, samples, noise);
+        result.points.insert(result.points.end(), points.begin(), points.end());
+    }
+}
+
 void fitPatches(const PatchModel& model, int samples, Noise& noise, FitResult& result,
                 const std::function<bool(const FitResult&, const PatchResult&)>& report) {
     DoubleLeastSqQR system;

@@ -23,6 +23,9 @@ class Noise {
     std::mt19937_64 random_;
 };
 
+/// Appends to the result the points that fitPatches() samples from all patches.
+void samplePatches(const PatchModel& model, int samples, Noise& noise, FitResult& result);
+
 /// Samples every patch at samples x samples parameters, fits each again from these points alone,
 /// and compares. `report` is called after each patch, with it; true stops with those fitted so far.
 void fitPatches(const PatchModel& model, int samples, Noise& noise, FitResult& result,

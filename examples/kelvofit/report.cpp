@@ -217,6 +217,7 @@ std::string reportJson(const FitResult& result, const Options& options, const Ti
     json.add("version", KELVOFIT_VERSION);
     json.add("status", statusText(result));
     json.add("stopped", result.stopped);
+    json.add("from_cache", result.kept);
     if (!options.project.empty()) addProject(json, options);
     addInput(json, result, options);
     if (result.scattered) addScattered(json, *result.scattered);

@@ -131,7 +131,11 @@ class Server::Deletions : public Watched {
     void take(const inotify_event& event) {
         if ((event.mask & (IN_Q_OVERFLOW | IN_IGNORED | IN_UNMOUNT)) != 0)
             server_.index_.setWatched(false);  // some news is lost: trust none
-        if (event.len > 0) server_.index_.fileGone(event.name);
+        if (event.len == 0) return;
+        server_.index_.fileGone(event.name);
+        // Starters that find nobody there do not wait for long.
+        if (std::strcmp(event.name, kSocketName) == 0)
+            server_.nextTick_ = server_.nextCheck_ = server_.now_;
     }
 
     Server& server_;
@@ -376,7 +380,7 @@ void Server::checkFiles() {
     const bool isThere = !directory_.path().empty();
     if (isThere && isStillGuarded()) {
         index_.keepFile();
-        if (isControlThere(directory_)) return;
+        if (!directory_.isGuardedBy(guard_) || isControlThere(directory_)) return;
         if (Error error = listenForControls())
             logLine(Level::kWarning, "%s", error.message().c_str());
         return;

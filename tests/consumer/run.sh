@@ -1,5 +1,6 @@
 #!/bin/bash
-# Builds and runs this project against an installed tree, with CMake and with pkg-config.
+# Builds and runs this project against an installed tree, with CMake and with pkg-config, and lets
+# the installed programs work together.
 # usage: tests/consumer/run.sh PREFIX BUILD_DIR
 set -euo pipefail
 (($# == 2)) || { echo "usage: $0 PREFIX BUILD_DIR" >&2; exit 2; }
@@ -50,3 +51,14 @@ with_pkg_config KelvoBase families.cpp
 with_pkg_config KelvoBase solve.cpp
 with_pkg_config Base base_only.cpp
 echo "$count programs built with pkg-config run"
+
+# --- kelvofit, where it is installed, starts the server of its cache.
+[[ -x $prefix/bin/kelvofit ]] || exit 0
+fit() {
+    ZOCACHED_OPTIONS='--idle-exit 1' "$prefix/bin/kelvofit" --cache-dir "$build/cache" \
+        --out "$build/fit" "$source/../../examples/data/teapot.patches"
+}
+rm -rf "$build/cache"
+quietly "$build/fit.log" fit
+quietly "$build/fit.log" fit
+grep 'from the cache' "$build/fit.log" || { cat "$build/fit.log" >&2; exit 1; }

@@ -27,16 +27,19 @@ std::string contentOf(const fs::path& path) {
 
 // In the child, between fork and exec.
 [[noreturn]] void becomeProgram(const fs::path& dir, const fs::path& out, const fs::path& err,
-                                const std::vector<std::string>& arguments, long largestFile) {
+                                const std::vector<std::string>& arguments,
+                                const Conditions& conditions) {
     std::vector<char*> argv{const_cast<char*>("kelvofit")};
+    if (!conditions.cache) argv.push_back(const_cast<char*>("--no-cache"));
     for (const std::string& a : arguments) argv.push_back(const_cast<char*>(a.c_str()));
     argv.push_back(nullptr);
     const int outFile = open(out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
     const int errFile = open(err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
     if (chdir(dir.c_str()) != 0 || dup2(outFile, 1) < 0 || dup2(errFile, 2) < 0) _exit(126);
-    if (largestFile > 0) {
+    if (conditions.largestFile > 0) {
         signal(SIGXFSZ, SIG_IGN);  // the write fails instead
-        const rlimit limit{static_cast<rlim_t>(largestFile), static_cast<rlim_t>(largestFile)};
+        const auto most = static_cast<rlim_t>(conditions.largestFile);
+        const rlimit limit{most, most};
         setrlimit(RLIMIT_FSIZE, &limit);
     }
     execv(KELVOFIT_PROGRAM, argv.data());
@@ -81,7 +84,7 @@ Outcome Bench::run(const std::vector<std::string>& arguments, const Conditions& 
     const fs::path out = dir_ / "out.txt", err = dir_ / "err.txt";
     fs::remove(err);
     const pid_t child = fork();
-    if (child == 0) becomeProgram(dir_ / "work", out, err, arguments, conditions.largestFile);
+    if (child == 0) becomeProgram(dir_ / "work", out, err, arguments, conditions);
     const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(conditions.seconds);
     int status = 0;
     bool interrupted = false;

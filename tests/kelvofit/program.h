@@ -19,6 +19,7 @@ struct Conditions {
     bool interrupt = false;  // Ctrl-C as soon as it has said something on stderr
     long largestFile = 0;    // bytes; writing more fails. 0: no limit
     int seconds = 120;       // then it is killed
+    bool cache = false;      // else with --no-cache
 };
 
 class Bench {

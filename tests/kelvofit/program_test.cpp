@@ -216,6 +216,8 @@ TEST(KelvofitCommandLine, SenselessOnesAreRefused) {
         {{"--method", "lu", "a.xyz"}, "--method: 'lu' is not qr, cholesky or auto"},
         {{"--method", "qr", "a.patches"}, "--method is of no use with .patches"},
         {{"--scratch", "a.patches"}, "--scratch is of no use with .patches"},
+        {{"--cache-dir", "d", "a.xyz"}, "--cache-dir is of no use with --no-cache"},
+        {{"--cache-dir", "", "a.xyz"}, "--cache-dir: no directory given"},
         {{"--up", "x", "a.xyz"}, "--up: 'x' is not y or z"},
         {{"--scale", "0", "a.xyz"}, "--scale: '0' is not a number from 0.0001 to 10000"},
         {{"--scale", "-1", "a.xyz"}, "--scale: '-1' is not a number from 0.0001 to 10000"},
@@ -242,9 +244,10 @@ TEST(KelvofitCommandLine, SenselessOnesAreRefused) {
     const Outcome help = bench.run({"--help"});
     EXPECT_EQ(0, help.code);
     for (const char* option :
-         {"--out",  "--tolerance", "--max-spans", "--axis",   "--noise", "--seed",  "--samples",
-          "--unit", "--rotate",    "--scale",     "--pivot",  "--move",  "--up",    "--turntable",
-          "--edit", "--debug",     "--project",   "--method", "--name",  "--quiet", "--version"})
+         {"--out",     "--tolerance", "--max-spans", "--axis",  "--noise",   "--seed",
+          "--samples", "--unit",      "--rotate",    "--scale", "--pivot",   "--move",
+          "--up",      "--turntable", "--edit",      "--debug", "--project", "--name",
+          "--method",  "--cache-dir", "--no-cache",  "--quiet", "--version"})
         EXPECT_NE(std::string::npos, help.out.find(option)) << option;
 }
 

@@ -344,8 +344,8 @@ TEST_F(Zocached, SecondServerHandsOverAndTheLockFileComesBack) {
         {"untouched", [] {}},
         {"gone", [&] { fs::remove(*this / "lockfile.lck"); }},
         {"somebody else's", [&] { writeFile(*this / "lockfile.lck", "1\n"); }},
-        {"guard deleted", [&] { fs::remove(*this / "zocached.guard"); }},
         {"socket deleted", [&] { fs::remove(*this / "zocached.socket"); }},
+        {"guard deleted", [&] { fs::remove(*this / "zocached.guard"); }},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.what);
