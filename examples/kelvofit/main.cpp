@@ -246,7 +246,6 @@ void Run::summarise() const {
 
 void Run::operator()() {
     if (options_.up != 0) va_coordinate_system = options_.up == 'y' ? 1 : 0;
-    places_.check();
     if (!options_.edit.empty()) script_ = EditScript::read(places_.script());
     result_.kind = inputKind(options_.input);
     TextFile file = TextFile::read(places_.input());
@@ -263,6 +262,7 @@ void Run::operator()() {
 
 void runLogged(const Options& options) {
     Places places(options);
+    places.check();
     const DebugLog log(options, {places.input(), places.script()});
     try {
         Run run(options, places, log);

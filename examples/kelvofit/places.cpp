@@ -21,10 +21,17 @@ namespace fs = std::filesystem;
 
 constexpr std::size_t kLongestPath = 260;  // in a project
 constexpr std::size_t kRoomForFile = 40;   // of it, for a kind's directory and a result
+constexpr const char* kResults[] = {"surface.obj", "net.obj", "report.json", "fit.svg"};
 constexpr int kKinds[] = {WIRE_DATA, PIX_DATA, TEXT_DATA};
 
 std::string native(const char* path) {
     return zoOS::nativePath(path).str();
+}
+
+// What a path names once there is a file.
+fs::path willBe(const std::string& path) {
+    std::error_code none;
+    return fs::weakly_canonical(fs::absolute(path, none), none);
 }
 
 int kindOf(const std::string& result) {
@@ -73,10 +80,19 @@ void Places::check() {
         for (const int kind : kKinds) checkWritable(native(Db_default_path(kind)->path));
     else
         checkWritable(options_.out);
+    for (const char* name : kResults) checkResult(resultPath(name));
+}
+
+void Places::checkResult(const std::string& path) {
     std::error_code none;  // a file that does not exist is not the same
-    for (const char* model : {"surface.obj", "net.obj"})
-        if (fs::equivalent(input(), resultPath(model), none))
-            throw Failure(fit::quoted(options_.input) + " would be replaced by a result");
+    if (fs::is_directory(path, none)) failAt({path}, "cannot be replaced: is a directory");
+    const auto keep = [](const std::string& given, bool same) {
+        if (same) throw Failure(fit::quoted(given) + " would be replaced by a result");
+    };
+    keep(options_.input, fs::equivalent(input(), path, none));
+    if (!options_.edit.empty()) keep(options_.edit, fs::equivalent(script(), path, none));
+    if (options_.debug.empty() || options_.debug == "-") return;
+    keep(options_.debug, willBe(options_.debug) == willBe(path));
 }
 
 std::string Places::expanded(const std::string& name, int type) {

@@ -17,7 +17,7 @@ class Places {
     explicit Places(const Options& options);
 
     /// Throws Failure when the directories for the results cannot be written to, and when a result
-    /// would replace the input.
+    /// would replace a directory, the input, the script or the log, which is not open yet.
     void check();
 
     std::string input();
@@ -39,6 +39,7 @@ class Places {
   private:
     bool inProject() const { return !options_.project.empty(); }
     std::string resultPath(const std::string& name);
+    void checkResult(const std::string& path);
     std::string expanded(const std::string& name, int type);
 
     const Options& options_;

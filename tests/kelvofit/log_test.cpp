@@ -109,6 +109,7 @@ TEST(KelvofitLog, GoesNowhereItShouldNot) {
         {"s.edit", "kelvofit: --debug: 's.edit' would overwrite 's.edit'\n"},
         {"no/such/log", "kelvofit: --debug: 'no/such/log' cannot be written\n"},
         {".", "kelvofit: --debug: '.' cannot be written\n"},
+        {"./out/net.obj", "kelvofit: './out/net.obj' would be replaced by a result\n"},
     };
     for (const auto& row : kRows) {
         const Outcome outcome =

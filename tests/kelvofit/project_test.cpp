@@ -64,6 +64,16 @@ TEST(KelvofitProject, PutsResultsIntoTheDirectoriesOfTheirKinds) {
     EXPECT_EQ(2, outcome.code);
     EXPECT_EQ("kelvofit: 'net.obj' would be replaced by a result\n", outcome.err);
     EXPECT_EQ(before, bench.read("teapot/wire/net.obj"));
+    // Nor may the script be one, or a directory stand in the way of the last results.
+    bench.write("teapot/report.json", "move 0 0 by 0 0 1\n");
+    outcome = bench.fit({"--edit", "report.json", "input.patches"});
+    EXPECT_EQ("kelvofit: 'report.json' would be replaced by a result\n", outcome.err);
+    EXPECT_EQ("move 0 0 by 0 0 1\n", bench.read("teapot/report.json"));
+    bench.write("teapot/wire/net.obj", "older");
+    std::filesystem::remove(bench.path("teapot/pix/fit.svg"));
+    std::filesystem::create_directory(bench.path("teapot/pix/fit.svg"));
+    EXPECT_EQ(2, bench.fit({"input.patches"}).code);
+    EXPECT_EQ("older", bench.read("teapot/wire/net.obj"));
 }
 
 TEST(KelvofitProject, FramesAreASequenceThatIsFoundAgain) {
@@ -100,7 +110,8 @@ TEST(KelvofitProject, LeavesNothingBehindWhenItFails) {
         {{"--project", "p", "--name", "a", far + ".xyz"}, "paths in a project have up to 260"},
         {{"--project", far, "--name", "a", "a.xyz"}, "paths in a project have up to 260"},
         {{"--project", "p", "--name", far, "a.xyz"}, "paths in a project have up to 260"},
-        {{"--project", "file", "--name", "a", "a.xyz"}, "file: cannot be made: File exists"},
+        {{"--project", "file", "--name", "a", "a.xyz"},
+         "file/a/wire/: cannot be used for the results: Not a directory"},
         {{"--project", "p", "a.xyz"}, "--project and --name are of use together only"},
         {{"--name", "a", "a.xyz"}, "--project and --name are of use together only"},
         {{"--project", "p", "--name", "a/b", "a.xyz"}, "'a/b' is not a name of a directory"},

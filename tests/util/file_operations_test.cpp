@@ -7,7 +7,9 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <filesystem>
+#include <new>
 #include <set>
 #include <string>
 #include <type_traits>
@@ -22,6 +24,27 @@ using kelvo::test::contentOf;
 using kelvo::test::Sandbox;
 
 static_assert(std::is_same_v<DIR, win32_DIR>);
+
+// Allocations until memory has run out; negative: never.
+long g_allocationsLeft = -1;
+
+}  // namespace
+
+// The library allocates with these, as the linker prefers ours.
+[[gnu::noinline]] void* operator new(std::size_t size) {
+    void* const block = g_allocationsLeft == 0 ? nullptr : std::malloc(size);
+    if (block == nullptr) throw std::bad_alloc();
+    if (g_allocationsLeft > 0) --g_allocationsLeft;
+    return block;
+}
+[[gnu::noinline]] void operator delete(void* block) noexcept {
+    std::free(block);
+}
+[[gnu::noinline]] void operator delete(void* block, std::size_t /*size*/) noexcept {
+    std::free(block);
+}
+
+namespace {
 
 TEST(FileExists, TellsTheType) {
     const Sandbox sandbox;
@@ -84,6 +107,34 @@ TEST(FileOperations, CopyMoveAndDelete) {
     EXPECT_EQ(0, zoFileDelete(nullptr));
     EXPECT_EQ("d shots", sandbox.list("work"));
     EXPECT_EQ("one", contentOf(sandbox / "work/d"));
+}
+
+// Wherever memory runs out: the answer is true, the target is whole, and no other file stays.
+TEST(FileOperations, TellTheTruthWithoutMemory) {
+    const Sandbox sandbox;
+    const std::string from = sandbox / "d/a name too long to be kept", to = sandbox / "d/to";
+    for (const bool moves : {false, true})
+        for (const bool overwrite : {false, true}) {
+            int done = 0, failed = 0;
+            for (int allocations = 0; done == 0; ++allocations) {
+                sandbox.file("d/a name too long to be kept", "new");
+                std::filesystem::remove(to);
+                if (overwrite) sandbox.file("d/to", "old");
+                g_allocationsLeft = allocations;
+                done = (moves ? zoFileMove : zoFileCopy)(from.c_str(), to.c_str(), overwrite);
+                g_allocationsLeft = -1;
+                failed += 1 - done;
+                const std::string kept = moves && done ? "" : "a name too long to be kept";
+                const std::string there = done || overwrite ? "to" : "";
+                EXPECT_EQ(kept + (kept.empty() || there.empty() ? "" : " ") + there,
+                          sandbox.list("d"))
+                    << moves << overwrite << allocations;
+                if (!there.empty()) {
+                    EXPECT_EQ(done ? "new" : "old", contentOf(to));
+                }
+            }
+            EXPECT_LT(0, failed);
+        }
 }
 
 // Opens a copy of the path, as opening may append to it.

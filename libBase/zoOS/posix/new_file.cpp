@@ -5,6 +5,8 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <new>
+#include <utility>
 
 #include "Base/zo_os_path.h"
 
@@ -20,10 +22,11 @@ std::string directoryOf(const std::string& path) {
 }
 
 // Makes a change of names outlive a crash. A directory that cannot be opened or synchronised is no
-// reason to call the operation failed: it has been done.
-void syncDirectoryOf(const std::string& path) {
+// reason to call the operation failed: it has been done. Nor is a lack of memory.
+void syncDirectoryOf(const std::string& path) noexcept try {
     const Descriptor directory(open(directoryOf(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (directory) fsync(directory.get());
+} catch (const std::bad_alloc&) {
 }
 
 // Renaming without overwriting, for file systems that have no such call.
@@ -66,10 +69,10 @@ int NewFile::createUnnamed() {
 
 int NewFile::createNamed() {
     for (int i = 0; i < kTries && !file_; ++i) {
-        const std::string name = temporaryNameFor(target_);
+        std::string name = temporaryNameFor(target_);
         file_ = Descriptor(open(name.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, kOursAlone));
         if (file_)
-            temporary_ = name;
+            temporary_ = std::move(name);  // a copy could fail, and the file would stay
         else if (errno != EEXIST)
             return errno;
     }
@@ -86,9 +89,9 @@ int NewFile::linkTo(const std::string& name) const {
 int NewFile::giveTemporaryName() {
     int error = EEXIST;
     for (int i = 0; i < kTries && error == EEXIST; ++i) {
-        const std::string name = temporaryNameFor(target_);
+        std::string name = temporaryNameFor(target_);
         error = linkTo(name);
-        if (error == 0) temporary_ = name;
+        if (error == 0) temporary_ = std::move(name);
     }
     return error;
 }
