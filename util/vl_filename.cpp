@@ -17,7 +17,8 @@ namespace {
 
 constexpr std::size_t kNone = std::string_view::npos;
 constexpr std::int32_t kUsualWidth = 3;
-constexpr std::int32_t kMostWidth = 255;  // no file system takes longer names
+// No file system takes longer names, and relative ones beyond it expand to their directory.
+constexpr std::int32_t kMostWidth = 260;
 constexpr std::int32_t kNoFrame = -1;
 constexpr std::int32_t kLastFrame = std::numeric_limits<std::int32_t>::max();
 constexpr int kFrameListKind = 2;

@@ -251,6 +251,10 @@ TEST(FilenameLookup, TakesNamesOfAnyLength) {
             EXPECT_STREQ("C:\\work\\shots\\wire\\", out);
             EXPECT_EQ(0, VL_Filename(("C:\\" + text).c_str(), WIRE_DATA).CheckStatus());
         }
+    // With a directory of one character only the widest numbers make the path too long.
+    Sandbox::setProject("C:\\work\\", "shots", "");
+    EXPECT_EQ(1, VL_Filename(("n." + std::string(300, '0')).c_str(), DEBUG_DATA).Filename(out));
+    EXPECT_STREQ("\\", out);
 }
 
 // What the hook was asked, and what it answers.
