@@ -67,7 +67,7 @@ std::string readWhole(const std::string& path) {
 
 }  // namespace
 
-// By the XDG Base Directory Specification relative paths in the variable are ignored.
+// A relative XDG_CACHE_HOME counts as not set: it would mean another place from every directory.
 std::string FitCache::directory() const {
     if (!options_.cacheDirectory.empty()) return fs::absolute(options_.cacheDirectory).string();
     const std::string caches = variable("XDG_CACHE_HOME"), home = variable("HOME");

@@ -27,21 +27,6 @@ void multiply(std::size_t m, std::size_t n, std::size_t k, const double* a, std:
 
 }  // namespace
 
-const GemmTable& gemmTable() {
-    switch (activeLevel()) {
-#if defined(__x86_64__)
-        case Level::kV2:
-            return v2::kGemmTable;
-        case Level::kV3:
-            return v3::kGemmTable;
-        case Level::kV4:
-            return v4::kGemmTable;
-#endif
-        default:
-            return base::kGemmTable;
-    }
-}
-
 const ReflectionTable& reflectionTable() {
     switch (activeLevel()) {
 #if defined(__x86_64__)

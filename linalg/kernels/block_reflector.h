@@ -11,8 +11,7 @@
 
 namespace kelvo::kernels {
 
-/// The kernels of the level in use.
-const GemmTable& gemmTable();
+/// The table of the active level.
 const ReflectionTable& reflectionTable();
 
 /// C (m x n) += A B with A m x k; element (p, j) of B at b[p * bTerm + j * bCol]. All where they stand.

@@ -13,21 +13,6 @@ constexpr std::size_t kBlockCols = 512;
 // Operands of up to this many elements are read where they stand: packing costs more than it gains.
 constexpr std::size_t kSmallOperand = 128 * 128;
 
-const GemmTable& table() {
-    switch (activeLevel()) {
-#if defined(__x86_64__)
-        case Level::kV2:
-            return v2::kGemmTable;
-        case Level::kV3:
-            return v3::kGemmTable;
-        case Level::kV4:
-            return v4::kGemmTable;
-#endif
-        default:
-            return base::kGemmTable;
-    }
-}
-
 std::size_t least(std::size_t a, std::size_t b) {
     return a < b ? a : b;
 }
@@ -115,6 +100,21 @@ bool isSmall(std::size_t m, std::size_t n, std::size_t k) {
 
 }  // namespace
 
+const GemmTable& gemmTable() {
+    switch (activeLevel()) {
+#if defined(__x86_64__)
+        case Level::kV2:
+            return v2::kGemmTable;
+        case Level::kV3:
+            return v3::kGemmTable;
+        case Level::kV4:
+            return v4::kGemmTable;
+#endif
+        default:
+            return base::kGemmTable;
+    }
+}
+
 std::size_t gemmWork(Form formA, std::size_t m, std::size_t n, std::size_t k) {
     if (isSmall(m, n, k)) return formA == Form::kPlain ? 0 : m * k;
     return (least(m, kBlockRows) + least(n, kBlockCols)) * least(k, kGemmDepth);
@@ -130,7 +130,7 @@ void gemm(Form formA, Form formB, std::size_t m, std::size_t n, std::size_t k, c
     }
     const Operand left(formA, a, lda);
     const Operand right(formB, b, ldb);
-    const GemmTable& t = table();
+    const GemmTable& t = gemmTable();
     if (isSmall(m, n, k)) {
         if (formA == Form::kPlain) return multiplyInPlace(t, left, right, m, n, k, c, ldc);
         if (work != nullptr) {
@@ -160,7 +160,7 @@ void gemm(Form formA, Form formB, std::size_t m, std::size_t n, std::size_t k, c
 
 void gemv(std::size_t m, std::size_t n, const double* a, std::size_t lda, const double* x,
           double* y) {
-    const GemmTable& t = table();
+    const GemmTable& t = gemmTable();
     if (m > 2 * t.tileRows) {
         for (std::size_t i = 0; i < m; ++i) y[i] = 0.0;
         return t.gemv(m, n, a, lda, x, y);
@@ -172,12 +172,12 @@ void gemv(std::size_t m, std::size_t n, const double* a, std::size_t lda, const 
 void gemvTransposed(std::size_t m, std::size_t n, const double* a, std::size_t lda, const double* x,
                     double* y) {
     for (std::size_t j = 0; j < n; ++j) y[j] = 0.0;
-    table().gemvTransposed(m, n, a, lda, x, y);
+    gemmTable().gemvTransposed(m, n, a, lda, x, y);
 }
 
 void transpose(std::size_t m, std::size_t n, const double* a, std::size_t lda, double* b,
                std::size_t ldb) {
-    table().transpose(m, n, a, lda, b, ldb);
+    gemmTable().transpose(m, n, a, lda, b, ldb);
 }
 
 }  // namespace kelvo::kernels

@@ -38,4 +38,7 @@ extern const GemmTable kGemmTable;
 }
 #endif
 
+/// The table of the active level.
+const GemmTable& gemmTable();
+
 }  // namespace kelvo::kernels
