@@ -199,6 +199,17 @@ TEST_F(Storm, ClientsThatComeWhenTheServerLeavesAreServed) {
     }
 }
 
+// A port passes on: what the lock file names may be the server of another directory.
+TEST_F(Storm, LockFileOfAnotherDirectorysServerLeadsNowhere) {
+    const TemporaryDirectory other;
+    FileCache theirs, ours;
+    ASSERT_FALSE(theirs.initialize(other.path(), 0, 0));
+    fs::copy_file(other / "lockfile.lck", path_ + "/lockfile.lck");
+    ASSERT_FALSE(ours.initialize(path_, 0, 0));
+    EXPECT_TRUE(put(ours, "key"));
+    EXPECT_FALSE(theirs.find("key"));
+}
+
 // Adds, finds and removes until it is killed, and reports each add that was acknowledged.
 void work(const Children& children, const std::string& path, int worker) {
     for (int serial = 0;;) {
