@@ -15,6 +15,7 @@
 
 #include "Base/app.h"
 #include "KelvoBase/vl_warning.h"
+#include "tests/support/child_process.h"
 
 namespace {
 
@@ -76,13 +77,9 @@ class Window : public testing::Test {
 
     // Runs velaWarning without a terminal, so that nothing else can ask.
     pid_t start(const Words& options) {
-        const std::string path = APP_getBinaryPath("velaWarning").str();
-        std::vector<char*> words = {const_cast<char*>(path.c_str())};
-        for (const std::string& word : options) words.push_back(const_cast<char*>(word.c_str()));
-        words.push_back(nullptr);
         return shown(spawn([&] {
             setsid();
-            execv(words[0], words.data());
+            kelvo::test::becomeProgram("velaWarning", options);
         }));
     }
     // Waits for the window. Without a window manager nobody gives it the keys.
