@@ -86,19 +86,6 @@ TEST(ScratchFile, IsOursAloneAndStaysUntilRemoved) {
     EXPECT_TRUE(zoOS::unmapView(view));
 }
 
-TEST(ScratchFile, AFullDiskIsKnownBeforehand) {
-    const TemporaryDirectory directory;
-    const kelvo::test::SmallDisk disk(directory.path(), 1 << 20);
-    if (!disk.mounted()) GTEST_SKIP() << "needs the right to mount a file system";
-    EXPECT_EQ(zoOS::kNoView, scratchView(directory / "s123456", 2 << 20));
-    EXPECT_EQ("", directory.list());
-    void* const view = scratchView(directory / "s123456", 1 << 19);
-    ASSERT_NE(zoOS::kNoView, view);
-    kelvo::test::writeFile(directory / "rest", std::string(1 << 20, 'x'));
-    std::memset(view, 1, 1 << 19);
-    EXPECT_TRUE(zoOS::unmapView(view));
-}
-
 TEST(ScratchFile, GoesWithTheProcess) {
     const TemporaryDirectory directory;
     const auto make = [&] {
