@@ -3,25 +3,18 @@
 // server.
 #include "KelvoBase/file_cache.h"
 
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 
 #include <atomic>
-#include <cerrno>
 #include <chrono>
 #include <ctime>
-#include <map>
-#include <memory>
 #include <mutex>
 #include <random>
-#include <set>
-#include <sstream>
-#include <string>
 #include <thread>
-#include <vector>
 
 #include "KelvoBase/file_cache_protocol.h"
 #include "tests/support/temporary_directory.h"
+#include "tests/support/test.h"
 
 namespace {
 

@@ -1,13 +1,9 @@
 // What could break here: fits that are not what was measured, holes that blow up, folds that go
 // unnoticed or are seen in noise, files that other programs cannot read.
-#include <gtest/gtest.h>
-
-#include <cmath>
-#include <functional>
 #include <random>
-#include <sstream>
 
 #include "program.h"
+#include "tests/support/test.h"
 
 namespace kelvo::test {
 namespace {

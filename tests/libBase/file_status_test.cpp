@@ -1,27 +1,22 @@
 // What could break: a missing file taken for an error or the other way round, root's rights taken
 // for a writable directory, names lost while a directory is read.
 #include <dirent.h>
-#include <gtest/gtest.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cerrno>
-#include <string>
-
 #include "Base/zo_os_file.h"
 #include "tests/support/temporary_directory.h"
+#include "tests/support/test.h"
 
 namespace {
 
-using kelvo::test::SmallDisk;
-using kelvo::test::TemporaryDirectory;
-using kelvo::test::writeFile;
+using namespace kelvo::test;
 using zoOS::File;
 using zoOS::FileStatus;
+using FileQuery = InDirectory;
 
-TEST(FileQuery, TellsTheKindAndSize) {
-    const TemporaryDirectory directory;
+TEST_F(FileQuery, TellsTheKindAndSize) {
     writeFile(directory / "file", "12345");
     mkfifo((directory / "pipe").c_str(), 0600);
     ASSERT_EQ(0, symlink("file", (directory / "link").c_str()));
@@ -56,8 +51,7 @@ TEST(FileQuery, TellsTheKindAndSize) {
     }
 }
 
-TEST(FileQuery, WhatCannotBeLookedAtIsAnError) {
-    const TemporaryDirectory directory;
+TEST_F(FileQuery, WhatCannotBeLookedAtIsAnError) {
     ASSERT_EQ(0, symlink("loop", (directory / "loop").c_str()));
     const struct {
         std::string path;
@@ -76,8 +70,7 @@ TEST(FileQuery, WhatCannotBeLookedAtIsAnError) {
     }
 }
 
-TEST(FileQuery, PermissionBitsCountForRootToo) {
-    const TemporaryDirectory directory;
+TEST_F(FileQuery, PermissionBitsCountForRootToo) {
     for (const mode_t mode : {0555u, 0500u, 0755u, 0700u}) {
         SCOPED_TRACE(mode);
         const std::string path = directory / std::to_string(mode);
@@ -89,8 +82,7 @@ TEST(FileQuery, PermissionBitsCountForRootToo) {
     }
 }
 
-TEST(FileQuery, NobodyMayWriteToAReadOnlyDisk) {
-    const TemporaryDirectory directory;
+TEST_F(FileQuery, NobodyMayWriteToAReadOnlyDisk) {
     const SmallDisk disk(directory.path(), 1 << 20);
     if (!disk.mounted()) GTEST_SKIP() << "needs the right to mount a file system";
     writeFile(directory / "file", "x");

@@ -1,15 +1,10 @@
 // What could break: texts that reach the wrong file, names taken for Internet addresses, probes
 // that stay in force.
-#include <gtest/gtest.h>
-
-#include <cstring>
-#include <set>
-#include <string>
-
 #include "Base/zo_os_path.h"
 #include "Base/zo_os_system.h"
 #include "Base/zo_os_uuid.h"
 #include "tests/support/temporary_directory.h"
+#include "tests/support/test.h"
 
 namespace {
 

@@ -1,20 +1,14 @@
 // What could break: the status line and the Escape key on a real terminal. Every case runs in a
 // child whose stdin and stderr are a pseudo-terminal of its own.
-#include <gtest/gtest.h>
 #include <poll.h>
 #include <sys/wait.h>
 #include <termios.h>
 #include <unistd.h>
 
-#include <csignal>
-#include <cstdlib>
-#include <cstring>
-#include <functional>
-#include <string>
-
 #include "Base/rpt.h"
 #include "tests/libBase/play_reports.h"
 #include "tests/support/terminal_session.h"
+#include "tests/support/test.h"
 
 namespace {
 

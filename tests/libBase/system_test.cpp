@@ -1,16 +1,13 @@
 // What could break: figures read from the wrong line or scaled wrongly, a container's limit that
 // is overlooked, a limit of another group taken for ours.
-#include <gtest/gtest.h>
 #include <sys/statvfs.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <filesystem>
-#include <sstream>
-#include <string>
 
 #include "Base/zo_os_system.h"
 #include "tests/support/temporary_directory.h"
+#include "tests/support/test.h"
 
 namespace {
 

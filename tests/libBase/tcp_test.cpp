@@ -4,7 +4,6 @@
 #include "Base/zo_tcp.h"
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <linux/tcp.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
@@ -13,23 +12,15 @@
 #include <unistd.h>
 
 #include <atomic>
-#include <cerrno>
 #include <chrono>
-#include <csignal>
-#include <cstring>
 #include <fstream>
-#include <functional>
 #include <future>
-#include <limits>
-#include <memory>
 #include <random>
-#include <sstream>
-#include <string>
 #include <thread>
-#include <vector>
 
 #include "libBase/zoTCP/posix/peer_user.h"
 #include "tests/support/bare_end.h"
+#include "tests/support/test.h"
 
 namespace {
 

@@ -1,21 +1,15 @@
 // What could break: an end of velaWarning that looks like a button although none was chosen, keys
 // that do something else than they say, text that drives the terminal, settings left behind.
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <poll.h>
 #include <sys/wait.h>
 #include <unistd.h>
-
-#include <csignal>
-#include <cstdlib>
-#include <functional>
-#include <string>
-#include <vector>
 
 #include "KelvoBase/vl_warning.h"
 #include "programs/velaWarning/plain_text.h"
 #include "tests/support/child_process.h"
 #include "tests/support/terminal_session.h"
+#include "tests/support/test.h"
 
 namespace {
 

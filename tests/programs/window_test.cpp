@@ -1,21 +1,15 @@
 // What could break: the window of velaWarning under a real X server, with real keys and clicks: the
 // wrong button, an end without a button that counts as one, a display that dies.
-#include <gtest/gtest.h>
 #include <poll.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <csignal>
-#include <cstdio>
-#include <cstdlib>
 #include <filesystem>
-#include <functional>
-#include <string>
-#include <vector>
 
 #include "Base/app.h"
 #include "KelvoBase/vl_warning.h"
 #include "tests/support/child_process.h"
+#include "tests/support/test.h"
 
 namespace {
 

@@ -3,7 +3,6 @@
 // KELVO_SOAK sets the number of rounds; a few by default.
 #include <fcntl.h>
 #include <grp.h>
-#include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -11,16 +10,13 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <csignal>
-#include <cstdio>
-#include <cstring>
 #include <filesystem>
-#include <functional>
 #include <random>
 
 #include "Base/app.h"
 #include "KelvoBase/file_cache.h"
 #include "tests/programs/zocached_support.h"
+#include "tests/support/test.h"
 
 namespace {
 

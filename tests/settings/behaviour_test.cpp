@@ -2,12 +2,7 @@
 // virtual table, who destroys which instance, and a plain function wired to a neighbour.
 #include "KelvoBase/behaviour.h"
 
-#include <gtest/gtest.h>
-
-#include <cstdlib>
-#include <cstring>
-#include <functional>
-#include <string>
+#include "tests/support/test.h"
 
 namespace {
 

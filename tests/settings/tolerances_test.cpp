@@ -3,13 +3,7 @@
 // single saved curvature.
 #include "KelvoBase/modelling_tolerances.h"
 
-#include <gtest/gtest.h>
-
-#include <climits>
-#include <cmath>
-#include <functional>
-#include <limits>
-#include <vector>
+#include "tests/support/test.h"
 
 namespace {
 

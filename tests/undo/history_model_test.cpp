@@ -1,20 +1,12 @@
 // What could break: any interplay of groups, nested groups, undo, redo, failures, limits, dead
 // objects and disabled stretches. Random sessions run beside a model: a line of commands with a
 // cursor between what is done and what is undone, in which each command names its step.
-#include <gtest/gtest.h>
-
-#include <algorithm>
 #include <array>
-#include <map>
-#include <memory>
 #include <random>
-#include <set>
-#include <stdexcept>
-#include <string>
-#include <vector>
 
 #include "KelvoBase/undo_command.h"
 #include "KelvoBase/vl_undo.h"
+#include "tests/support/test.h"
 
 namespace {
 

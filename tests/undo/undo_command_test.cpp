@@ -2,13 +2,8 @@
 // taken where nothing is recorded; objects that die while they are told.
 #include "KelvoBase/undo_command.h"
 
-#include <gtest/gtest.h>
-
-#include <memory>
-#include <string>
-#include <vector>
-
 #include "KelvoBase/vl_undo.h"
+#include "tests/support/test.h"
 
 namespace {
 

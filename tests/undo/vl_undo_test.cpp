@@ -2,20 +2,13 @@
 // the guards, and a group that dies while it is on the stack.
 #include "KelvoBase/vl_undo.h"
 
-#include <gtest/gtest.h>
-
-#include <cstdint>
-#include <limits>
-#include <string>
-#include <vector>
-
 #include "tests/support/child_process.h"
 #include "tests/support/report_capture.h"
+#include "tests/support/test.h"
 
 namespace {
 
-using kelvo::test::passesInChild;
-using kelvo::test::ReportCapture;
+using namespace kelvo::test;
 using zoKelvoBase::undoGetGroup;
 
 TEST(UndoFlags, BothSettersSetTheUndoFlag) {

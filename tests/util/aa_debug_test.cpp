@@ -2,15 +2,12 @@
 // so every case runs in a child; what could break is a file truncated or closed at the wrong time.
 #include "KelvoBase/aa_debug.h"
 
-#include <gtest/gtest.h>
 #include <sys/stat.h>
-
-#include <algorithm>
-#include <cstdio>
 
 #include "KelvoBase/ds_lists.h"
 #include "tests/support/child_process.h"
 #include "tests/support/temporary_directory.h"
+#include "tests/support/test.h"
 
 namespace kelvo::test {
 namespace {

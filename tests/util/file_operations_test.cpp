@@ -2,26 +2,19 @@
 // positions of another listing.
 #include "KelvoBase/file_operations.h"
 
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <cstdlib>
 #include <filesystem>
-#include <new>
-#include <set>
-#include <string>
 #include <type_traits>
-#include <vector>
 
 #include "KelvoBase/win32_directory.h"
+#include "tests/support/test.h"
 #include "tests/util/sandbox.h"
 
 namespace {
 
-using kelvo::test::contentOf;
-using kelvo::test::Sandbox;
+using namespace kelvo::test;
 
 static_assert(std::is_same_v<DIR, win32_DIR>);
 

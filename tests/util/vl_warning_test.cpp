@@ -3,15 +3,12 @@
 // and ends as told.
 #include "KelvoBase/vl_warning.h"
 
-#include <gtest/gtest.h>
-
 #include <filesystem>
 #include <fstream>
-#include <string>
-#include <vector>
 
 #include "Base/app.h"
 #include "tests/support/temporary_directory.h"
+#include "tests/support/test.h"
 
 namespace {
 
