@@ -13,6 +13,8 @@
 namespace {
 
 using Body = std::function<void()>;
+using Status = kelvo::test::TerminalTest;
+using CheckAbort = kelvo::test::TerminalTest;
 
 struct Shown {
     int exitCode = -1;
@@ -49,7 +51,7 @@ bool abortComes() {
     return false;
 }
 
-TEST(Status, KeepsOneLineOfTheTerminal) {
+TEST_F(Status, KeepsOneLineOfTheTerminal) {
     const struct {
         const char* what;
         const char* reports;
@@ -75,13 +77,13 @@ TEST(Status, KeepsOneLineOfTheTerminal) {
     }
 }
 
-TEST(Status, IsALineOnSimpleTerminals) {
+TEST_F(Status, IsALineOnSimpleTerminals) {
     const auto body = [] { play("sa|sb"); };
     for (const char* kind : {"dumb", ""})
         EXPECT_EQ("a\nb\n", runOnTerminal(body, "", 80, kind).text);
 }
 
-TEST(Status, StaysReadableAtExit) {
+TEST_F(Status, StaysReadableAtExit) {
     const Shown shown = runOnTerminal([] {
         rptStatus("100%%");
         std::exit(0);
@@ -89,7 +91,7 @@ TEST(Status, StaysReadableAtExit) {
     EXPECT_EQ("\r100%\033[K\n", shown.text);
 }
 
-TEST(CheckAbort, KnowsEscapeFromOtherKeys) {
+TEST_F(CheckAbort, KnowsEscapeFromOtherKeys) {
     const struct {
         const char *what, *keys;
         bool aborts;
@@ -113,7 +115,7 @@ TEST(CheckAbort, KnowsEscapeFromOtherKeys) {
     }
 }
 
-TEST(CheckAbort, TakesOneEscapeAndLeavesLaterKeysAndTheTerminal) {
+TEST_F(CheckAbort, TakesOneEscapeAndLeavesLaterKeysAndTheTerminal) {
     const Shown shown = runOnTerminal(
         [] {
             termios before, after;
@@ -131,7 +133,7 @@ TEST(CheckAbort, TakesOneEscapeAndLeavesLaterKeysAndTheTerminal) {
     EXPECT_EQ(0, shown.exitCode);
 }
 
-TEST(CheckAbort, LeavesTheTerminalAloneInTheBackground) {
+TEST_F(CheckAbort, LeavesTheTerminalAloneInTheBackground) {
     const Shown shown = runOnTerminal(
         [] {
             const pid_t pid = fork();

@@ -15,6 +15,7 @@ namespace {
 
 using kelvo::test::becomeProgram;
 using Words = std::vector<std::string>;
+using TerminalDialog = kelvo::test::TerminalTest;
 const char* const kPrompt = "Esc: none): ";
 
 // velaWarning, or other code, on a terminal and without a display.
@@ -35,7 +36,7 @@ Words withButtons(int count, Words options = {"-s", "Question?"}) {
     return options;
 }
 
-TEST(TerminalDialog, KeysChooseAButton) {
+TEST_F(TerminalDialog, KeysChooseAButton) {
     const struct {
         const char* what;
         int buttons;
@@ -69,7 +70,7 @@ TEST(TerminalDialog, KeysChooseAButton) {
     }
 }
 
-TEST(TerminalDialog, KeysTypedBeforeTheQuestionAreNotTaken) {
+TEST_F(TerminalDialog, KeysTypedBeforeTheQuestionAreNotTaken) {
     Session session([]() -> int {
         pollfd typed = {STDIN_FILENO, POLLIN, 0};
         poll(&typed, 1, -1);
@@ -81,7 +82,7 @@ TEST(TerminalDialog, KeysTypedBeforeTheQuestionAreNotTaken) {
     EXPECT_EQ(session.end(), 2);
 }
 
-TEST(TerminalDialog, FoldsTheDetailsAndStopsAtEachPage) {
+TEST_F(TerminalDialog, FoldsTheDetailsAndStopsAtEachPage) {
     Words options = {"-t", "Title", "-f", "The detail"};
     for (int i = 0; i < 40; ++i) options.insert(options.end(), {"-s", "line" + std::to_string(i)});
     for (const char* key : {" ", "q", "\x1B"}) {
@@ -106,7 +107,7 @@ TEST(TerminalDialog, FoldsTheDetailsAndStopsAtEachPage) {
     }
 }
 
-TEST(TerminalDialog, SignalsEndItAndBringTheTerminalBack) {
+TEST_F(TerminalDialog, SignalsEndItAndBringTheTerminalBack) {
     for (int signal : {SIGTERM, SIGINT, SIGHUP}) {
         Session session(withButtons(3));
         ASSERT_TRUE(session.await(kPrompt));
@@ -120,7 +121,7 @@ TEST(TerminalDialog, SignalsEndItAndBringTheTerminalBack) {
     EXPECT_EQ(session.end(), -SIGHUP);
 }
 
-TEST(TerminalDialog, WithoutAUserItSaysItsTextAndEnds) {
+TEST_F(TerminalDialog, WithoutAUserItSaysItsTextAndEnds) {
     for (const char* display : {"", ":987", "localhost:987"}) {
         const auto child = kelvo::test::runInChild([&] {
             setsid();  // no controlling terminal
@@ -147,7 +148,7 @@ TEST(TerminalDialog, WithoutAUserItSaysItsTextAndEnds) {
     EXPECT_EQ(background.end(), 50) << background.shown;
 }
 
-TEST(TerminalDialog, OptionsNeverLookLikeAButton) {
+TEST_F(TerminalDialog, OptionsNeverLookLikeAButton) {
     const struct {
         Words options;
         int code;
@@ -171,7 +172,7 @@ TEST(TerminalDialog, OptionsNeverLookLikeAButton) {
     }
 }
 
-TEST(TerminalDialog, AnswersVlWarningFromEndToEnd) {
+TEST_F(TerminalDialog, AnswersVlWarningFromEndToEnd) {
     const struct {
         const char* keys;
         int pressed;

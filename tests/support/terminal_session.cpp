@@ -1,6 +1,5 @@
 #include "tests/support/terminal_session.h"
 
-#include <gtest/gtest.h>
 #include <pty.h>
 #include <sys/wait.h>
 #include <termios.h>
@@ -10,6 +9,14 @@
 #include <cstdio>
 
 namespace kelvo::test {
+
+void TerminalTest::SetUp() {
+    int master = -1, terminal = -1;
+    if (openpty(&master, &terminal, nullptr, nullptr, nullptr) != 0)
+        GTEST_SKIP() << "this system gives no pseudo-terminals";
+    close(terminal);
+    close(master);
+}
 
 TerminalSession::TerminalSession(const std::function<int()>& body, unsigned short columns) {
     winsize size{};

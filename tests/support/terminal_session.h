@@ -1,6 +1,7 @@
-// Runs code in a child that has a terminal of its own.
+// For tests that play a user at a terminal.
 #pragma once
 
+#include <gtest/gtest.h>
 #include <sys/types.h>
 
 #include <functional>
@@ -8,6 +9,13 @@
 
 namespace kelvo::test {
 
+/// Skips where the system gives no pseudo-terminals, as a bare file system root without /dev/pts.
+class TerminalTest : public testing::Test {
+  protected:
+    void SetUp() override;
+};
+
+/// Runs code in a child that has a terminal of its own.
 class TerminalSession {
   public:
     /// The child ends with what `body` returns, at the latest after 30 seconds.
