@@ -67,15 +67,18 @@ class Model {
     void check() const {
         ASSERT_EQ(index_->figures().entries, static_cast<std::int64_t>(live_.size()));
         std::set<std::string> wanted;
-        std::int64_t holds = 0;
-        for (const auto& each : live_) wanted.insert(each.second.name);
+        std::int64_t bytes = 0, holds = 0;
+        for (const auto& [key, file] : live_) {
+            wanted.insert(file.name);
+            bytes += static_cast<std::int64_t>(file.name.size());
+        }
         for (const auto& holder : held_)
             for (const auto& [key, held] : holder) {
                 holds += held.count;
                 wanted.insert(held.files.begin(), held.files.end());
             }
         EXPECT_EQ(files(), wanted);
-        EXPECT_EQ(index_->figures().bytes, bytes());
+        EXPECT_EQ(index_->figures().bytes, bytes);
         EXPECT_EQ(index_->figures().holds, holds);
     }
 
@@ -99,13 +102,6 @@ class Model {
                 item.is_regular_file())
                 names.insert(item.path().filename().string());
         return names;
-    }
-
-    // A file's content is its name.
-    std::int64_t bytes() const {
-        std::int64_t sum = 0;
-        for (const auto& each : live_) sum += static_cast<std::int64_t>(each.second.name.size());
-        return sum;
     }
 
     void reopen() {
@@ -157,15 +153,8 @@ class Model {
         for (int holder = 0; holder < kHolders; ++holder) endHolder(holder);
     }
 
-    // Down to so many entries, or by the bytes of a few of them.
     void evict(int most) {
-        const bool byBytes = pick(2) == 0;
-        const std::int64_t mostBytes =
-            byBytes ? std::max<std::int64_t>(1, bytes() - 5 * pick(4)) : 0;
-        const auto isTooMuch = [&] {
-            return byBytes ? bytes() > mostBytes : static_cast<int>(live_.size()) > most;
-        };
-        index_->setLimits({byBytes ? 0 : most, mostBytes});
+        index_->setLimits({most, 0});
         while (index_->evictSome()) continue;
         index_->setLimits({});
         std::set<std::string> heldKeys;
@@ -173,7 +162,7 @@ class Model {
             for (const auto& [key, held] : holder)
                 if (live_.count(key) != 0 && held.files.count(live_[key].name) != 0)
                     heldKeys.insert(key);
-        while (isTooMuch()) {
+        while (static_cast<int>(live_.size()) > most) {
             auto oldest = live_.end();
             for (auto place = live_.begin(); place != live_.end(); ++place)
                 if (heldKeys.count(place->first) == 0 &&
@@ -337,6 +326,24 @@ TEST_F(IndexFiles, FilesThatChangeUnderneathAreNoticed) {
     EXPECT_EQ(index_->figures().entries, 0);
     EXPECT_FALSE(fs::exists(place_ / "grown"));
     EXPECT_EQ(kelvo::test::contentOf(place_ / "exchanged"), "somebody's");
+}
+
+TEST_F(IndexFiles, LimitsOfBytes) {
+    for (const char* key : {"a", "b", "c", "d"}) ASSERT_TRUE(add(key, "12345"));
+    index_->endHolder(holder_);
+    index_->setAccessed("a");
+    ASSERT_TRUE(has("b"));
+    index_->setLimits({0, 12});
+    while (index_->evictSome()) continue;
+    EXPECT_TRUE(has("a") && has("b"));
+    EXPECT_FALSE(has("c") || has("d"));
+    EXPECT_EQ(index_->figures().evictions, 2);
+    index_->setLimits({0, 4});  // all held
+    EXPECT_FALSE(index_->evictSome());
+    EXPECT_EQ(index_->figures().entries, 2);
+    index_->endHolder(holder_);
+    while (index_->evictSome()) continue;
+    EXPECT_EQ(index_->figures().entries, 0);
 }
 
 TEST(ZocachedRequest, EndsWhereItsFieldsEnd) {

@@ -99,9 +99,10 @@ TEST(FontProperties, EmptyFamilyBecomesTheDefault) {
 }
 
 TEST(FontProperties, ConstructorsValidateLikeTheSetters) {
+    ReportCapture capture;
     EXPECT_EQ(1, FontProperties(-3).getFontSize());
     EXPECT_EQ("Helvetica", FontProperties(-3).getFontFamily());
-    ReportCapture capture;
+    capture.clear();
     FontProperties set;
     set.setFontSize(1000);
     set.setFontWeight(51);
