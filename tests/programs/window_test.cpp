@@ -7,6 +7,7 @@
 #include <filesystem>
 
 #include "Base/app.h"
+#include "KelvoBase/vl_warning.h"
 #include "tests/support/child_process.h"
 #include "tests/support/test.h"
 
@@ -109,9 +110,8 @@ class Window : public testing::Test {
 };
 
 TEST_F(Window, KeysAndClicksPressAButton) {
-    // Title and line are options of the toolkit, which must not see them.
-    const Words three = {"-t", "-display", "-s", "-style",    "-f", "D",
-                         "-b", "Save",     "-b", "Sort & go", "-b", "No"};
+    const Words three = {"-t", "T",    "-s", "?",         "-f", "D",
+                         "-b", "Save", "-b", "Sort & go", "-b", "No"};
     const struct {
         const char* what;
         Words keys;
@@ -135,6 +135,15 @@ TEST_F(Window, KeysAndClicksPressAButton) {
                  ") && xdotool mousemove $((X + WIDTH - 40)) $((Y + HEIGHT - 22)) click 1");
     };
     EXPECT_EQ(codeOf(three, click), 3);
+}
+
+TEST_F(Window, VlWarningFromEndToEnd) {
+    const pid_t pid = shown(spawn([] {
+        _exit(50 + VL_warning(VL_WARN_LINE, "-style", VL_WARN_BUTTON, "-display", VL_WARN_BUTTON,
+                              "b", VL_WARN_BUTTON, "c", VL_WARN_END));
+    }));
+    press({"Tab", "Return"});
+    EXPECT_EQ(endOf(pid), 51);
 }
 
 TEST_F(Window, ManyButtonsAndLinesFitTheScreen) {
