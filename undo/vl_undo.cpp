@@ -25,8 +25,10 @@ zoUndo::Group* entry(int index) {
 }
 
 void push(zoUndo::Group* group) {
-    if (g_undo.depth == std::numeric_limits<int>::max()) return;
-    if (g_undo.depth < kCapacity) g_undo.groups[g_undo.depth] = group;
+    if (g_undo.depth < kCapacity)
+        g_undo.groups[g_undo.depth] = group;
+    else if (g_undo.depth == std::numeric_limits<int>::max())
+        return;
     ++g_undo.depth;
 }
 

@@ -15,10 +15,13 @@
 
 #include "Base/base_api.h"
 
+namespace kelvo::zo_rtb {
+struct Emission;
+}  // namespace kelvo::zo_rtb
+
 namespace zoRTB {
 
 class SignalBase;
-struct Emission;
 
 /// A callback. Made with new and given to SignalBase::addCallback, which then owns it.
 class BASE_API FunctionBase {
@@ -42,7 +45,7 @@ class BASE_API FunctionBase {
 
   private:
     friend class SignalBase;
-    friend struct Emission;
+    friend struct kelvo::zo_rtb::Emission;
     SignalBase* emitter_ = nullptr;  // borrowed; null when not connected
     SignalBase* owner_ = nullptr;    // borrowed; null when there is none
     // Neighbours in the two lists; "previous" of the first is the last.
@@ -84,6 +87,7 @@ class BASE_API SignalBase {
 
   private:
     friend class FunctionBase;
+    friend struct kelvo::zo_rtb::Emission;
     static void detach(FunctionBase& callback) noexcept;
     static void dispose(FunctionBase& callback);
     void emitToAll(void* argument);
