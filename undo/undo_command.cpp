@@ -90,7 +90,7 @@ class StateCommand : public zoUndo::Command {
   private:
     // Nobody else hears the signal, and its callback goes with it: called without what an emission
     // does for callbacks that may be deleted meanwhile.
-    bool put() {
+    [[gnu::noinline]] bool put() {
         if (setState_.isConnected()) setState_.call(&state_);
         return true;
     }

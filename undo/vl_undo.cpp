@@ -34,8 +34,7 @@ void push(zoUndo::Group* group) {
 
 // Takes the top entry off and returns it; null from an empty stack.
 zoUndo::Group* takeTop() {
-    if (g_undo.depth == 0) return nullptr;
-    return entry(--g_undo.depth);
+    return g_undo.depth == 0 ? nullptr : entry(--g_undo.depth);
 }
 
 void forgetGroup(zoUndo::Group* group) {

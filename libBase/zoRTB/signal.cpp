@@ -1,17 +1,62 @@
-#include "libBase/zoRTB/emission.h"
-
-using kelvo::zo_rtb::Call;
-using kelvo::zo_rtb::Emission;
-using kelvo::zo_rtb::t_running;
-using kelvo::zo_rtb::Walk;
+#include "Base/zo_rtb.h"
 
 namespace zoRTB {
 namespace {
 
-bool isRunning(const FunctionBase& callback) {
+// Whoever ends a connection corrects the records that run, so that none holds a callback that has
+// gone. They live on the stack of the emission.
+
+// One running call of a callback.
+struct Call {
+    Call* const outer;       // the one around this, of whatever signal
+    FunctionBase* callback;  // null once it has been deleted
+
+    explicit Call(FunctionBase& called);
+    ~Call();
+    static bool isRunning(const FunctionBase& callback);
+};
+
+// One running way through the callbacks of a signal.
+struct Walk {
+    Walk* const outer;   // the one around this, of whatever signal
+    FunctionBase* next;  // to be called; null: none
+    FunctionBase* last;  // the last one to be called; later ones are newer than the emission
+
+    Walk(FunctionBase& first, FunctionBase& newest);
+    ~Walk();
+};
+
+// The innermost records of this thread. They are few and short: looking through them when a
+// connection ends costs less than an entry in signal and callback for every emission.
+struct Running {
+    Call* call = nullptr;
+    Walk* walk = nullptr;
+};
+[[gnu::tls_model("initial-exec")]] thread_local Running t_running;
+
+Call::Call(FunctionBase& called) : outer(t_running.call), callback(&called) {
+    t_running.call = this;
+}
+
+// Runs for exceptions too.
+Call::~Call() {
+    t_running.call = outer;
+    if (callback && !callback->isConnected() && !isRunning(*callback)) callback->release();
+}
+
+bool Call::isRunning(const FunctionBase& callback) {
     for (const Call* c = t_running.call; c; c = c->outer)
         if (c->callback == &callback) return true;
     return false;
+}
+
+Walk::Walk(FunctionBase& first, FunctionBase& newest)
+    : outer(t_running.walk), next(&first), last(&newest) {
+    t_running.walk = this;
+}
+
+Walk::~Walk() {
+    t_running.walk = outer;
 }
 
 // Circular lists through two members of their items; the head is the first item.
@@ -39,6 +84,11 @@ FunctionBase::~FunctionBase() {
         if (c->callback == this) c->callback = nullptr;
 }
 
+void FunctionBase::invoke(void* argument) {
+    const Call running(*this);
+    call(argument);
+}
+
 void FunctionBase::release() {
     delete this;
 }
@@ -64,7 +114,7 @@ void SignalBase::detach(FunctionBase& callback) noexcept {
 // Ends a connection; a running call releases the callback afterwards.
 void SignalBase::dispose(FunctionBase& callback) {
     detach(callback);
-    if (!isRunning(callback)) callback.release();
+    if (!Call::isRunning(callback)) callback.release();
 }
 
 SignalBase::~SignalBase() {
@@ -87,8 +137,13 @@ void SignalBase::addCallback(FunctionBase* callback, SignalBase& owner) {
     append(owner.owned_, *callback, &FunctionBase::ownedPrevious_, &FunctionBase::ownedNext_);
 }
 
-void SignalBase::emitToAll(void* argument) {
-    Emission::emitToAll(*callbacks_, argument);
+// The signal may be gone after any call; from there on only the walk knows what is left.
+void SignalBase::emitToSeveral(void* argument) {
+    for (Walk walk(*callbacks_, *callbacks_->previous_); walk.next;) {
+        FunctionBase& now = *walk.next;
+        walk.next = &now == walk.last ? nullptr : now.next_;
+        now.invoke(argument);
+    }
 }
 
 int SignalBase::numCallbacks() const noexcept {
@@ -99,31 +154,3 @@ int SignalBase::numCallbacks() const noexcept {
 }
 
 }  // namespace zoRTB
-
-namespace kelvo::zo_rtb {
-
-constinit thread_local Running t_running = {nullptr, nullptr};
-
-void releaseEnded(zoRTB::FunctionBase& callback) {
-    if (!zoRTB::isRunning(callback)) callback.release();
-}
-
-void Emission::emitToSeveral(zoRTB::FunctionBase& first, void* argument) {
-    for (Walk walk(first, *first.previous_); walk.next;) {
-        zoRTB::FunctionBase& now = *walk.next;
-        walk.next = &now == walk.last ? nullptr : now.next_;
-        const Call call(now);
-        now.call(argument);
-    }
-}
-
-Walk::Walk(zoRTB::FunctionBase& first, zoRTB::FunctionBase& newest) noexcept
-    : outer(t_running.walk), next(&first), last(&newest) {
-    t_running.walk = this;
-}
-
-Walk::~Walk() {
-    t_running.walk = outer;
-}
-
-}  // namespace kelvo::zo_rtb

@@ -129,11 +129,10 @@ class History {
     template <bool undoing>
     bool playCommands(zoUndo::Command& first);
     bool playOne(zoUndo::Command& command, bool undoing);
-    [[gnu::cold]] void stop(const zoUndo::Group& group, bool undoing);
+    [[gnu::cold]] bool stop(bool undoing);
     [[gnu::noinline]] bool playStep(bool undoing);
     bool playGroups(Range step, bool undoing, int& played);
     void settle(Range step);
-    void disableCreation(bool disable);
     [[gnu::noinline]] void finish(bool played);
 
     void enter(zoUndo::Group& group, zoUndo::Command& command);

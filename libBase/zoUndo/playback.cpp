@@ -2,8 +2,6 @@
 
 #include <algorithm>
 
-#include "libBase/zoRTB/emission.h"
-
 using zoUndo::Command;
 using zoUndo::Group;
 
@@ -35,18 +33,15 @@ template <bool undoing>
 inline bool History::playGroup(Group& group) {
     playing_ = true;
     try {
-        disableCreation(true);
-        if (!playCommands<undoing>(*group.commands_)) {
-            stop(group, undoing);
-            return false;
-        }
+        manager_.creationDisable_.emitValue(true);
+        if (!playCommands<undoing>(*group.commands_)) return stop(undoing);
     } catch (...) {
-        stop(group, undoing);
+        stop(undoing);
         throw;
     }
     undoing ? --done_ : ++done_;
     playing_ = false;
-    disableCreation(false);
+    manager_.creationDisable_.emitValue(false);
     changed();
     return true;
 }
@@ -67,22 +62,19 @@ inline bool History::playOne(Command& command, bool undoing) {
     return true;
 }
 
-// Ends a playback of a whole group that has not come to its end.
-void History::stop(const Group& group, bool undoing) {
-    const Command& first = *group.commands_;
+// Ends a playback of a whole group that has not come to its end. False.
+bool History::stop(bool undoing) {
+    const Command& first = *groups_[undoing ? done_ - 1 : done_]->commands_;
     const bool played =
         undoing ? first.previous_->phase_ == Phase::kUndone : first.phase_ == Phase::kDone;
     settle(stepTowards(undoing));
     finish(played);
-}
-
-inline void History::disableCreation(bool disable) {
-    zo_rtb::Emission::emit(manager_.creationDisable_, &disable);
+    return false;
 }
 
 void History::finish(bool played) {
     playing_ = false;
-    disableCreation(false);
+    manager_.creationDisable_.emitValue(false);
     if (played) changed();
 }
 
@@ -94,7 +86,7 @@ bool History::playStep(bool undoing) {
     int played = 0;
     bool whole = false;
     try {
-        disableCreation(true);
+        manager_.creationDisable_.emitValue(true);
         whole = playGroups(step, undoing, played);
     } catch (...) {
         settle(step);
