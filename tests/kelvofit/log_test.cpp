@@ -110,10 +110,13 @@ TEST(KelvofitLog, GoesNowhereItShouldNot) {
         {"no/such/log", "kelvofit: --debug: 'no/such/log' cannot be written\n"},
         {".", "kelvofit: --debug: '.' cannot be written\n"},
         {"./out/net.obj", "kelvofit: './out/net.obj' would be replaced by a result\n"},
+        {"./out/fit.0002.svg", "kelvofit: './out/fit.0002.svg' would be replaced by a result\n"},
+        // Would be taken for a frame of an earlier run.
+        {"./out/fit.0003.svg", "kelvofit: './out/fit.0003.svg' would be replaced by a result\n"},
     };
     for (const auto& row : kRows) {
-        const Outcome outcome =
-            bench.run({"--debug", row.file, "--edit", "s.edit", "-o", "out", "a.patches"});
+        const Outcome outcome = bench.run({"--debug", row.file, "--edit", "s.edit", "--turntable",
+                                           "2", "-o", "out", "a.patches"});
         EXPECT_EQ(2, outcome.code);
         EXPECT_EQ(row.says, outcome.err);
         EXPECT_EQ((std::vector<std::string>{"a.patches", "s.edit"}), bench.list());
