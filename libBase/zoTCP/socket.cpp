@@ -47,6 +47,11 @@ struct Collecting {
 };
 thread_local Collecting t_collecting = {0, nullptr};
 
+// Whether this thread has written to the socket with this mark last.
+bool isCollecting(std::uint64_t markId) {
+    return markId != 0 && t_collecting.id == markId;
+}
+
 // Marks that no socket has, and the id given last. Lives for the process.
 struct Marks {
     std::mutex mutex;
@@ -131,17 +136,12 @@ Error Socket::fail(Error error) {
 
 void Socket::dropCollected() noexcept {
     collected_.clear();
-    if (isCollecting()) t_collecting.id = 0;
-}
-
-// Whether this is the socket that this thread has written to.
-bool Socket::isCollecting() const noexcept {
-    return markId_ != 0 && t_collecting.id == markId_;
+    if (isCollecting(markId_)) t_collecting.id = 0;
 }
 
 // Failures show when that socket is used next.
 void Socket::sendForOthers(const Socket* self) {
-    if (t_collecting.id == 0 || (self && self->isCollecting())) return;
+    if (t_collecting.id == 0 || (self && isCollecting(self->markId_))) return;
     const Collecting other = std::exchange(t_collecting, {0, nullptr});
     const std::lock_guard<std::mutex> stays(other.mark->mutex);
     if (other.mark->id == other.id) static_cast<void>(other.mark->socket->sendCollected());
@@ -232,7 +232,7 @@ Error Socket::read(void* buffer, int count, int flags) {
 }
 
 Error Socket::write(const void* buffer, int count, int flags) {
-    if (count > 0 && flags == 0 && buffer != nullptr && isCollecting() &&
+    if (count > 0 && flags == 0 && buffer != nullptr && isCollecting(markId_) &&
         static_cast<std::size_t>(count) <= collected_.capacity() - collected_.size() &&
         static_cast<std::size_t>(count) + collected_.size() <= kCollectAtMost) {
         collected_.append(static_cast<const char*>(buffer), static_cast<std::size_t>(count));

@@ -132,7 +132,6 @@ class BASE_API Socket {
     zoUtil::Error sendAll(const char* bytes, std::size_t count);
     zoUtil::Error sendCollected();
     void dropCollected() noexcept;
-    bool isCollecting() const noexcept;
     static void sendForOthers(const Socket* self);
     zoUtil::Error receive(char* bytes, std::size_t capacity, std::size_t& received);
     zoUtil::Error readExactly(char* bytes, std::size_t count);
