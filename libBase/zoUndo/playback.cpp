@@ -32,13 +32,15 @@ bool History::redo() {
 template <bool undoing>
 inline bool History::playGroup(Group& group) {
     playing_ = true;
+    bool whole = false;
     try {
         manager_.creationDisable_.emitValue(true);
-        if (!playCommands<undoing>(*group.commands_)) return stop(undoing);
+        whole = playCommands<undoing>(*group.commands_);
     } catch (...) {
         stop(undoing);
         throw;
     }
+    if (!whole) return stop(undoing);
     undoing ? --done_ : ++done_;
     playing_ = false;
     manager_.creationDisable_.emitValue(false);
