@@ -98,10 +98,14 @@ TEST(KelvofitLog, GoesNowhereItShouldNot) {
         {"no/such/log", "kelvofit: --debug: 'no/such/log' cannot be written\n"},
         {".", "kelvofit: --debug: '.' cannot be written\n"},
         {"./out/net.obj", "kelvofit: './out/net.obj' would be replaced by a result\n"},
+        {"./out/fit.0002.svg", "kelvofit: './out/fit.0002.svg' would be replaced by a result\n"},
+        // Would be taken for a frame of an earlier run.
+        {"./out/fit.0003.svg", "kelvofit: './out/fit.0003.svg' would be replaced by a result\n"},
     };
     for (const auto& row : kRows)
-        bench.expectRefused({"--debug", row.file, "--edit", "s.edit", "-o", "out", "a.patches"},
-                            row.says);
+        bench.expectRefused(
+            {"--debug", row.file, "--edit", "s.edit", "--turntable", "2", "-o", "out", "a.patches"},
+            row.says);
 }
 
 }  // namespace

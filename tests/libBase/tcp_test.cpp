@@ -194,6 +194,32 @@ TEST(Transfer, CollectedBytesLeaveAtAReadAWaitAndTheEnd) {
     }
 }
 
+// The thread that wrote goes on with others while another ends the socket, sooner or later.
+TEST(Transfer, CollectedBytesOfASocketThatAnotherThreadEnds) {
+    for (int round = 0; round < 200; ++round) {
+        BareEnd end, others;
+        std::atomic<bool> written = false;
+        std::thread ending([&] {
+            while (!written) std::this_thread::yield();
+            end.socket.reset();
+        });
+        ASSERT_FALSE(end.socket->write("abc", 3, 0));
+        written = true;
+        if (round % 2) ending.join();
+        ASSERT_FALSE(others.socket->write("def", 3, 0));
+        ASSERT_FALSE(others.socket->flush());
+        if (ending.joinable()) ending.join();
+        EXPECT_EQ(end.arrived(), "abc");
+        // Its place in memory and its mark serve the next one.
+        BareEnd next;
+        ASSERT_FALSE(next.socket->write("ghi", 3, 0));
+        ASSERT_FALSE(others.socket->write("j", 1, 0));
+        EXPECT_EQ(next.arrived(), "ghi");
+        ASSERT_FALSE(others.socket->flush());
+        EXPECT_EQ(others.arrived(), "defj");
+    }
+}
+
 TEST(Text, BytesOnTheWire) {
     using namespace std::string_literals;
     const struct {

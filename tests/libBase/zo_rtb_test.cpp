@@ -59,6 +59,31 @@ TEST(Signal, KindsOfCallbacksReceiveTheValue) {
     EXPECT_EQ(207, counter.sum);
 }
 
+std::unique_ptr<SignalBase> g_doomed;
+void endDoomed() {
+    g_sum += 1;
+    g_doomed.reset();
+    g_sum += 10;
+}
+
+// Their callbacks go while they run.
+TEST(Signal, FunctionsEndTheirOwnConnection) {
+    const struct {
+        std::vector<void (*)()> functions;
+        int sum;
+    } kRows[] = {
+        {{endDoomed}, 11}, {{endDoomed, addThousand}, 11}, {{addThousand, endDoomed}, 1011}};
+    for (const auto& row : kRows) {
+        g_sum = 0;
+        g_doomed = std::make_unique<SignalBase>();
+        for (const auto function : row.functions)
+            g_doomed->addCallback(new zoRTB::FunctionGlobal(function), *g_doomed);
+        g_doomed->emit();
+        EXPECT_EQ(row.sum, g_sum);
+        EXPECT_EQ(nullptr, g_doomed);
+    }
+}
+
 TEST(Signal, ConnectionEndsWithEmitterOwnerOrCallback) {
     int calls = 0;
     {
