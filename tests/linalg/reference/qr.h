@@ -15,6 +15,19 @@ inline double norm(int n, const double* x) {
     return sum;
 }
 
+// The reflection I - v v' / v(1) that takes x to (-result, 0, ...); v replaces x unless x is 0.
+inline double reflector(int n, double* x) {
+    double size = norm(n, x);
+    if (size == 0.0) return 0.0;
+    if (x[0] != 0.0) size = std::copysign(size, x[0]);
+    dscal(n, 1.0 / size, x);
+    x[0] = 1.0 + x[0];
+    return size;
+}
+inline void reflect(int n, const double* v, double* x) {
+    daxpy(n, -ddot(n, v, x) / v[0], v, x);
+}
+
 /// With job != 0 all columns are free.
 inline void dqrdc(Mat x, int n, int p, Vec<double> qraux, Vec<int> jpvt, Vec<double> work,
                   int job) {
@@ -34,14 +47,10 @@ inline void dqrdc(Mat x, int n, int p, Vec<double> qraux, Vec<int> jpvt, Vec<dou
         }
         qraux(l) = 0.0;
         if (l == n) return;
-        double nrmxl = norm(n - l + 1, x.at(l, l));
+        const double nrmxl = reflector(n - l + 1, x.at(l, l));
         if (nrmxl == 0.0) continue;
-        if (x(l, l) != 0.0) nrmxl = std::copysign(nrmxl, x(l, l));
-        dscal(n - l + 1, 1.0 / nrmxl, x.at(l, l));
-        x(l, l) = 1.0 + x(l, l);
         for (int j = l + 1; j <= p; ++j) {
-            const double t = -ddot(n - l + 1, x.at(l, l), x.at(l, j)) / x(l, l);
-            daxpy(n - l + 1, t, x.at(l, l), x.at(l, j));
+            reflect(n - l + 1, x.at(l, l), x.at(l, j));
             if (qraux(j) == 0.0 || job == 0) continue;
             const double ratio = std::fabs(x(l, j)) / qraux(j);
             double tt = std::max(1.0 - ratio * ratio, 0.0);
