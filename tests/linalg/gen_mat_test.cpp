@@ -8,6 +8,7 @@
 #include "KelvoBase/packed_mat.h"
 #include "tests/linalg/mat_support.h"
 #include "tests/linalg/recorded_errors.h"
+#include "tests/linalg/vec_support.h"
 
 namespace {
 
@@ -17,10 +18,6 @@ const double kSix[] = {1, 2, 3, 4, 5, 6};
 
 DoubleGenMat twoByThree() {
     return DoubleGenMat(kSix, 2, 3);
-}
-
-IntVec indices(std::initializer_list<int> values) {
-    return IntVec(values.begin(), static_cast<unsigned>(values.size()));
 }
 
 TEST(GenMat, StoresColumnByColumnAndHandsOutViews) {
@@ -149,29 +146,29 @@ TEST(GenMat, OverlappingOperandsCountAsTheyWere) {
 
 TEST(GenMatPick, ReadsAndWritesThePickedCells) {
     DoubleGenMat m = twoByThree();
-    const DoubleGenMatPick pick = m.matPick(indices({1, 0}), indices({2, 0, 0}));
+    const DoubleGenMatPick pick = m.matPick(indicesOf({1, 0}), indicesOf({2, 0, 0}));
     EXPECT_EQ(2u, pick.rows());
     EXPECT_EQ(3u, pick.cols());
     EXPECT_EQ("6 2 2|5 1 1", text(DoubleGenMat(pick)));
     EXPECT_EQ("12 4 4|10 2 2", text(pick + DoubleGenMat(pick)));
-    m(indices({0}), indices({1, 2})) = DoubleGenMat(1, 2, -1.0);
+    m(indicesOf({0}), indicesOf({1, 2})) = DoubleGenMat(1, 2, -1.0);
     EXPECT_EQ("1 -1 -1|2 4 6", text(m));
-    m(indices({0, 1}), indices({0})) = m(indices({1, 0}), indices({0}));  // exchange
+    m(indicesOf({0, 1}), indicesOf({0})) = m(indicesOf({1, 0}), indicesOf({0}));  // exchange
     EXPECT_EQ("2 -1 -1|1 4 6", text(m));
-    m = m(indices({1, 0}), indices({2, 1, 0}));
+    m = m(indicesOf({1, 0}), indicesOf({2, 1, 0}));
     EXPECT_EQ("6 4 1|-1 -1 2", text(m));
-    m(indices({0}), indices({0, 1})) = 3.0;
-    m(indices({1}), indices({1})).zero();
+    m(indicesOf({0}), indicesOf({0, 1})) = 3.0;
+    m(indicesOf({1}), indicesOf({1})).zero();
     EXPECT_EQ("3 3 1|-1 0 2", text(m));
     IntGenMat whole(2, 2, 1);
-    whole(indices({1}), indices({0})) = 5;
+    whole(indicesOf({1}), indicesOf({0})) = 5;
     EXPECT_EQ("1 1|5 1", text(whole));
 }
 
 TEST(GenMatPick, ReportsIndicesFromTheLastToTheFirst) {
     RecordedErrors errors;
     DoubleGenMat m = twoByThree();
-    DoubleGenMatPick pick = m(indices({2, 0, -1}), indices({7, 1}));
+    DoubleGenMatPick pick = m(indicesOf({2, 0, -1}), indicesOf({7, 1}));
     EXPECT_EQ(
         "Matrix pick out of range: index -1 not in 0->1\n"
         "Matrix pick out of range: index 2 not in 0->1\n"
@@ -181,12 +178,12 @@ TEST(GenMatPick, ReportsIndicesFromTheLastToTheFirst) {
     EXPECT_EQ("1 9 5|2 4 6", text(m));
     EXPECT_EQ("0 0|0 9|0 0", text(DoubleGenMat(pick)));
     EXPECT_EQ(0.0, pick.val(5, -3));
-    m.matPick(indices({0}), indices({0})) = m;
+    m.matPick(indicesOf({0}), indicesOf({0})) = m;
     EXPECT_EQ("Matrix sizes don't match (1x1) vs (2x3)", errors.takeText());
-    m = m(indices({1, 1, 1}), indices({1}));
+    m = m(indicesOf({1, 1, 1}), indicesOf({1}));
     EXPECT_EQ("Matrix sizes don't match (2x3) vs (3x1)", errors.takeText());
     EXPECT_EQ("4 9 5|4 4 6", text(m));
-    DoubleGenMat()(indices({0}), indices({}));
+    DoubleGenMat()(indicesOf({0}), indicesOf({}));
     EXPECT_EQ("Matrix pick out of range: index 0 not in 0->-1", errors.takeText());
 }
 

@@ -31,6 +31,7 @@ void onEveryLevel(Body body) {
     for (kernels::Level level : kernels::kAllLevels) {
         if (!kernels::forceLevel(level)) continue;
         SCOPED_TRACE(testing::Message() << "level " << static_cast<int>(level));
+        EXPECT_EQ(level, kernels::activeLevel());
         body();
     }
     kernels::forceLevel(before);

@@ -3,11 +3,9 @@
 
 #include <algorithm>
 #include <cmath>
-#include <initializer_list>
-#include <random>
 
 #include "KelvoBase/gen_mat.h"
-#include "KelvoBase/vec.h"
+#include "tests/linalg/vec_support.h"
 
 namespace kelvo::test {
 
@@ -22,10 +20,6 @@ inline DoubleGenMat matrixOf(unsigned rows, unsigned cols, std::initializer_list
         ++at;
     }
     return m;
-}
-
-inline DoubleVec vectorOf(std::initializer_list<double> values) {
-    return DoubleVec(values.begin(), static_cast<unsigned>(values.size()));
 }
 
 /// Elements between -1 and 1, the same for every run.

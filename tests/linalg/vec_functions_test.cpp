@@ -4,30 +4,16 @@
 
 #include <climits>
 #include <cmath>
-#include <functional>
 #include <limits>
-#include <random>
-#include <vector>
 
-#include "KelvoBase/vec.h"
-#include "tests/linalg/recorded_errors.h"
+#include "tests/linalg/vec_support.h"
 
 namespace {
 
+using namespace kelvo::test;
+
 const double kInf = std::numeric_limits<double>::infinity();
 const double kNaN = std::numeric_limits<double>::quiet_NaN();
-
-template <class Vec>
-std::vector<typename Vec::value_type> values(const Vec& v) {
-    std::vector<typename Vec::value_type> all;
-    for (unsigned i = 0; i < v.length(); ++i) all.push_back(v(static_cast<int>(i)));
-    return all;
-}
-
-template <class Vec>
-Vec of(std::initializer_list<typename Vec::value_type> list) {
-    return Vec(list.begin(), static_cast<unsigned>(list.size()));
-}
 
 // n random numbers in (low, high), seen through the given stride.
 DoubleVec randomView(unsigned n, int stride, double low, double high) {
