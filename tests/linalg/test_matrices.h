@@ -69,23 +69,4 @@ inline double defectOf(const DoubleGenMat& q) {
     return largest(transposeProduct(q, q) - identityMatrix(q.cols()));
 }
 
-/// Product of reflections I - 2 v v' / v'v: orthogonal by construction.
-inline DoubleGenMat orthogonalMatrix(unsigned n, unsigned seed) {
-    DoubleGenMat q = identityMatrix(n);
-    for (unsigned k = 0; k < 3 && n > 0; ++k) {
-        const DoubleVec v = randomVector(n, seed + k);
-        const DoubleVec row = product(v, q) * (2 / dot(v, v));
-        for (int j = 0; j < static_cast<int>(n); ++j) q.col(j) -= v * row(j);
-    }
-    return q;
-}
-
-/// A matrix with these singular values.
-inline DoubleGenMat matrixWithSingularValues(unsigned rows, unsigned cols, const DoubleVec& s,
-                                             unsigned seed = 1) {
-    DoubleGenMat middle(rows, cols, 0.0);
-    middle.diagonal(0) = s;
-    return product(product(orthogonalMatrix(rows, seed), middle), orthogonalMatrix(cols, seed + 7));
-}
-
 }  // namespace kelvo::test
