@@ -84,30 +84,6 @@ TEST(GenMat, Constructors) {
     EXPECT_EQ(1, c(0, 0));
 }
 
-TEST(GenMat, ResizeKeepsTheTopLeftBlock) {
-    const struct {
-        unsigned rows, cols;
-        const char* after;
-    } kRows[] = {{2, 3, "1 3 5|2 4 6"},
-                 {2, 4, "1 3 5 0|2 4 6 0"},
-                 {3, 2, "1 3|2 4|0 0"},
-                 {1, 4, "1 3 5 0"},
-                 {2, 1, "1|2"},
-                 {3, 3, "1 3 5|2 4 6|0 0 0"},
-                 {0, 3, ""},
-                 {6, 1, "1|2|0|0|0|0"}};
-    for (const auto& row : kRows) {
-        DoubleGenMat m = twoByThree(), other(m);
-        m.resize(row.rows, row.cols);
-        EXPECT_EQ(row.after, text(m));
-        EXPECT_EQ("1 3 5|2 4 6", text(other));
-        other(0, 0) = 8;
-        if (row.cols > 0 && row.rows > 0) {
-            EXPECT_EQ(row.rows == 2 && row.cols == 3 ? 8 : 1, m(0, 0));
-        }
-    }
-}
-
 TEST(GenMat, Arithmetic) {
     const DoubleGenMat a = twoByThree(), b = 7.0 - a;
     EXPECT_EQ("6 4 2|5 3 1", text(b));

@@ -13,10 +13,6 @@ namespace {
 
 using namespace kelvo::test;
 
-DoubleVec counting(unsigned n) {
-    return DoubleVec(n, 1.0, 1.0);
-}
-
 TEST(PackedMat, Packing) {
     const DoubleVec v = counting(6);
     EXPECT_EQ("1 0 0|2 3 0|4 5 6", text(DoubleLowerTriMat(v, 3, 3)));
@@ -74,19 +70,13 @@ TEST(PackedMat, ConversionsFromGeneral) {
 }
 
 TEST(PackedMat, ArithmeticGoesOverTheStoredTriangle) {
-    DoubleUpperTriMat u(counting(3), 2, 2);
+    const DoubleUpperTriMat u(counting(3), 2, 2);
     EXPECT_EQ("3 4|0 5", text(u + 2.0));
     EXPECT_EQ("1 4|0 9", text(u * u));
     EXPECT_EQ("0 -1|0 -2", text(1.0 - u));
     EXPECT_EQ("1 1|0 1", text(u.apply([](double) { return 1.0; })));
-    u = 4.0;
-    ++u;
-    EXPECT_EQ("5 5|0 5", text(u));
-    u.resize(3, 3);
-    EXPECT_EQ("5 5 0|0 5 0|0 0 0", text(u));
-    u.resize(1, 1);
-    EXPECT_EQ("5", text(u));
-    EXPECT_EQ(1, u == DoubleUpperTriMat(DoubleVec(1, 5.0), 1, 1));
+    EXPECT_EQ(1, u == DoubleUpperTriMat(counting(3), 2, 2));
+    EXPECT_EQ(1, u != DoubleUpperTriMat(counting(1), 1, 1));
     EXPECT_EQ(1, u != DoubleUpperTriMat());
 }
 

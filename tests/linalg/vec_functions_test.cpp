@@ -218,15 +218,11 @@ TEST(VecFunctions, LengthWithoutOverflow) {
         DoubleVec v;
     } kRows[] = {
         {"none", DoubleVec()},
-        {"zeros", DoubleVec(9, 0.0)},
-        {"large", DoubleVec(10, 1e200)},
-        {"small", DoubleVec(10, 1e-200)},
         {"denormal", DoubleVec(3, 4e-320)},
         {"zeros, small, middle, large", of<DoubleVec>({0, -1e-200, 3, -4, 1e200, 1e199})},
         {"just below overflow", DoubleVec(4, 0.49 * std::numeric_limits<double>::max())},
         {"middle, strided", randomView(50, -3, -2, 2)},
         {"large, strided", randomView(9, 3, 1e300, 1e301)},
-        {"single", of<DoubleVec>({-1e-310})},
     };
     for (const auto& row : kRows) {
         SCOPED_TRACE(row.label);
