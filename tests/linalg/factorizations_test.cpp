@@ -401,35 +401,32 @@ TEST(ChDecomp, FollowsAnySequenceOfChanges) {
     }
 }
 
-// The least-squares problem that is carried along: its solution is that of the changed rows.
-TEST(ChDecomp, CarriesALeastSquaresProblem) {
-    const unsigned n = 4, m = 9;
-    const DoubleGenMat x = randomMatrix(m, n), b = randomMatrix(m, 2, 5);
-    const DoubleChDecomp ch(transposeProduct(x, x));
-    DoubleChDecomp grown(identityMatrix(n) * 1e-30);
-    DoubleGenMat z(n, 2, 0.0);
-    DoubleVec rho(2, 0.0), c(n), s(n);
-    for (int i = 0; i < order(m); ++i) {
-        const DoubleVec y = b.row(i).copy();
-        grown.update(x.row(i).copy(), &z, &y, &rho, &c, &s);
-        EXPECT_NEAR(1.0, c(0) * c(0) + s(0) * s(0), 1e-14);
-    }
-    for (int j = 0; j < 2; ++j) {
-        const DoubleVec bj = b.col(j);
-        const DoubleVec solution = ch.solve(product(bj, x));
-        const DoubleVec left = bj - product(x, solution);
-        EXPECT_NEAR(left.vecLen(), rho(j), 1e-13);
-        EXPECT_NEAR(product(x, solution).vecLen(), z.col(j).copy().vecLen(), 1e-13);
-    }
-    DoubleVec before = rho.copy(), y = b.row(8).copy();
-    EXPECT_EQ(0, grown.downdate(x.row(8).copy(), &z, &y, &rho));
-    EXPECT_LT(rho(0), before(0));
+// Worked out by hand.
+TEST(ChDecomp, CarriesDataAndRotationsAlong) {
+    DoubleChDecomp ch(identityMatrix(1));
+    DoubleGenMat z(1, 1, 2.0);
+    DoubleVec y(1, 5.0), rho(1, 1.0), c(1), s(1);
+    const DoubleVec x(1, 3.0), small(1, 1e-9);
+    const double r = std::sqrt(10.0);
+    ch.update(x, &z, &y, &rho, &c, &s);
+    EXPECT_NEAR(
+        0,
+        largest(vectorOf({z(0, 0) - 17 / r, rho(0) - std::sqrt(1.1), c(0) - 1 / r, s(0) - 3 / r})),
+        1e-14);
+    c = s = 0.0;
+    EXPECT_EQ(0, ch.downdate(x, &z, &y, &rho, &c, &s));
+    EXPECT_NEAR(0, largest(vectorOf({z(0, 0) - 2, rho(0) - 1, c(0) - 1 / r, s(0) - 3 / r})), 1e-14);
     y = 1e6;
-    const DoubleVec small(n, 1e-9);
-    EXPECT_EQ(1, grown.downdate(small, &z, &y, &rho));
+    EXPECT_EQ(1, ch.downdate(small, &z, &y, &rho));
     EXPECT_EQ(-1.0, rho(0));
-    EXPECT_EQ(0, grown.downdate(small, &z));
+    EXPECT_EQ(0, ch.downdate(small, &z));
     EXPECT_EQ(0, DoubleChDecomp().downdate(DoubleVec()));
+
+    DoubleChDecomp pair(matrixOf(2, 2, {1, 0, 0, 4}));
+    DoubleGenMat data = matrixOf(2, 1, {3, 4});
+    pair.shift(0, 1, 1, &data, &c, &s);
+    EXPECT_EQ(vectorOf({4, 3}), abs(data.dataVec()));
+    EXPECT_TRUE(c(0) == 0.0 && std::abs(s(0)) == 1.0);
 }
 
 TEST(ChDecomp, RefusedDowndateChangesNothing) {
@@ -501,17 +498,6 @@ TEST(ChDecomp, RefusedChangesReportAndChangeNothing) {
         EXPECT_EQ(t.text, errors.takeText());
     }
     expectFactorOf(a, ch, 1e-13);
-}
-
-TEST(ChDecomp, ShiftFillsTheRotationsAndTheData) {
-    const DoubleGenMat a = positiveDefinite(5);
-    DoubleChDecomp ch(a);
-    DoubleGenMat z = identityMatrix(5);
-    DoubleVec c(2, 9.0), s(2, 9.0);
-    ch.shift(1, 3, 1, &z, &c, &s);
-    for (int i = 0; i < 2; ++i) EXPECT_NEAR(1.0, std::hypot(c(i), s(i)), 1e-15);
-    EXPECT_LE(defectOf(z), 1e-14);  // the rotations themselves
-    EXPECT_GT(largest(z - identityMatrix(5)), 0.01);
 }
 
 // Copies do not follow; a change that finds no memory for a factor of its own keeps the shared one.
