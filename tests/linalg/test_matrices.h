@@ -3,13 +3,18 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 #include "KelvoBase/gen_mat.h"
 #include "tests/linalg/vec_support.h"
 
 namespace kelvo::test {
 
-inline constexpr double kEps = 2.220446049250313e-16;
+inline constexpr double kEps = std::numeric_limits<double>::epsilon();
+inline constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
+inline constexpr double kInfinity = std::numeric_limits<double>::infinity();
+inline constexpr char kUnsolvable[] =
+    "Can't solve system of equations, matrix not successfully factorized";
 
 /// Written row by row, as on paper.
 inline DoubleGenMat matrixOf(unsigned rows, unsigned cols, std::initializer_list<double> values) {
