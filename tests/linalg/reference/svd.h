@@ -31,6 +31,7 @@ struct Svd {
     void split(int l, int m) const;
     void accept(int l) const;
 
+    // Reflections of columns and of rows, and the order of the bidiagonal matrix.
     int nct() const { return std::min(n - 1, p); }
     int nrt() const { return std::max(0, std::min(p - 2, n)); }
     int order() const { return std::min(p, n + 1); }
