@@ -2,14 +2,9 @@
 // while it runs, twice or never; calls out of order; a nested emission that loses the outer one.
 #include "Base/zo_rtb.h"
 
-#include <gtest/gtest.h>
-
-#include <functional>
-#include <map>
-#include <memory>
 #include <random>
-#include <string>
-#include <vector>
+
+#include "tests/support/test.h"
 
 namespace {
 
