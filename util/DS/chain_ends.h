@@ -78,19 +78,18 @@ class ChainEnds {
         }
     }
 
-    /// The same for the first node of a chain, where it takes next to nothing; otherwise false, and
-    /// unlinked() is to be told.
+    /// The same for the first node of a chain when another follows and it takes next to nothing;
+    /// otherwise false, and unlinked() is to be told.
     bool headUnlinked(const void* node, void* after) {
-        if (entries_) [[unlikely]]
+        if (entries_ || !after) [[unlikely]]
             return false;
         if (node == hotFirst_) [[likely]] {
-            if (!after || after == hotLast_) [[unlikely]]
+            if (after == hotLast_) [[unlikely]]
                 return false;
             hotFirst_ = after;
-        } else if (node == hotLast_) [[unlikely]] {
-            return false;
+            return true;
         }
-        return true;
+        return node != hotLast_;
     }
 
     /// `node` has just been allocated, so nothing known of its address is true any more.

@@ -131,8 +131,7 @@ class ListKind {
         *status = util::kNoError;
         Node* const following = head->next;
         handle->data = following;
-        if constexpr (kHasPrev)
-            if (following) following->prev = nullptr;
+        if constexpr (kHasPrev) following->prev = nullptr;
         releaseNode(head);
         return following;
     }
