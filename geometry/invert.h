@@ -16,6 +16,9 @@ namespace base {
 void invert4(const double* from, double* to);
 }
 #ifdef __x86_64__
+/// Whether this processor runs the kernel of x86-64-v2, v3 or v4.
+bool runsLevel(int level);
+
 namespace v2 {
 void invert4(const double* from, double* to);
 }

@@ -119,12 +119,17 @@ void Index::unlist(Entry& entry) {
     if (entry.holders == 0) drop(entry);
 }
 
+// Whether another entry names the same file.
+bool Index::sharesFile(const Entry& entry) const {
+    return byName_.count(const_cast<Entry*>(&entry)) > 1;
+}
+
 // The file goes first: a row without a file is recognised at the next start.
 void Index::drop(Entry& entry) {
+    const bool fileGoes = !sharesFile(entry);
     const auto [first, last] = byName_.equal_range(&entry);
-    const bool isShared = std::next(first) != last;
     byName_.erase(std::find(first, last, &entry));
-    if (!isShared && !directory_.remove(entry.row.name, entry.row.file))
+    if (fileGoes && !directory_.remove(entry.row.name, entry.row.file))
         logLine(Level::kWarning, "cannot delete \"%s\"", entry.row.name.c_str());
     markClean(entry);
     erased_.push_back(entry.row.id);
@@ -213,10 +218,10 @@ bool Index::release(Holder& holder, const std::string& key, bool remove) {
     }
     Entry* const entry = remove ? find(key) : nullptr;
     if (entry == nullptr) return isHeld;
-    const bool outlives = entry->holders > 0;
+    // A removal that leaves the file must not be forgotten if the server is killed.
+    const bool fileStays = entry->holders > 0 || sharesFile(*entry);
     unlist(*entry);
-    // A removal that waits for others must not be forgotten if the server is killed.
-    if (outlives) flush();
+    if (fileStays) flush();
     return true;
 }
 

@@ -82,9 +82,9 @@ std::vector<Kernel> kernels() {
                                {"chosen", g::invert4},
                                {"base", g::base::invert4}};
 #ifdef __x86_64__
-    if (__builtin_cpu_supports("x86-64-v2")) all.push_back({"v2", g::v2::invert4});
-    if (__builtin_cpu_supports("x86-64-v3")) all.push_back({"v3", g::v3::invert4});
-    if (__builtin_cpu_supports("x86-64-v4")) all.push_back({"v4", g::v4::invert4});
+    if (g::runsLevel(2)) all.push_back({"v2", g::v2::invert4});
+    if (g::runsLevel(3)) all.push_back({"v3", g::v3::invert4});
+    if (g::runsLevel(4)) all.push_back({"v4", g::v4::invert4});
 #endif
     return all;
 }
