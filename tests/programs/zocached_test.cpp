@@ -299,6 +299,86 @@ TEST_F(Zocached, SlowAndManyClientsDoNotStallOthers) {
     EXPECT_EQ(figure(path(), "clients"), 2);
 }
 
+// A client that alone has something to say for a while is served in a way of its own.
+class Alone : public Zocached {
+  protected:
+    static constexpr int kAWhile = 60;  // requests
+
+    // So that it is served that way, whoever was before; it needs some requests for each.
+    void speakAlone(CacheClient& client, const std::string& key = "key") {
+        for (int i = 0; i < kAWhile; ++i) ASSERT_TRUE(client.has(key)) << i;
+        EXPECT_GE(tasks(), 3);  // the loop, the index's and this one's
+    }
+    long tasks() const {
+        const std::string process = std::to_string(figure(path(), "process"));
+        return std::distance(fs::directory_iterator("/proc/" + process + "/task"), {});
+    }
+};
+
+TEST_F(Alone, EachInTurnAndAllTogether) {
+    CacheClient clients[3];
+    for (CacheClient& client : clients) ASSERT_FALSE(client.open(path()));
+    ASSERT_TRUE(clients[0].put(path(), "key"));
+    for (int round = 0; round < 5; ++round) {
+        for (CacheClient& client : clients) speakAlone(client);
+        for (int i = 0; i < kAWhile; ++i)
+            for (CacheClient& client : clients) ASSERT_TRUE(client.has("key"));
+    }
+    EXPECT_EQ(figure(path(), "holds"), 1 + 5 * 3 * 2 * kAWhile);
+    EXPECT_EQ(figure(path(), "hits"), 5 * 3 * 2 * kAWhile);
+}
+
+TEST_F(Alone, EndsAndPausesAreTheSame) {
+    CacheClient other, client;
+    ASSERT_FALSE(other.open(path()));
+    ASSERT_FALSE(client.open(path()));
+    ASSERT_TRUE(client.put(path(), "key"));
+    const std::string reply = text(*this / "key");
+
+    speakAlone(client);  // half a request, then nothing for a while
+    ASSERT_TRUE(sendBytes(client, number(1) + number(3) + "k"));
+    speakAlone(other);
+    ASSERT_TRUE(sendBytes(client, "ey"));
+    EXPECT_EQ(receive(client, reply.size() + 12).substr(0, reply.size()), reply);
+
+    speakAlone(client);  // more replies than the connection takes
+    std::string many;
+    for (int i = 0; i < 20000; ++i) many += number(1) + text("key");
+    ASSERT_TRUE(sendBytes(client, many));
+    for (int i = 0; i < kAWhile; ++i) ASSERT_TRUE(other.has("key"));
+    for (int i = 0; i < 20000; ++i)
+        ASSERT_EQ(receive(client, reply.size() + 12).substr(0, reply.size()), reply) << i;
+
+    speakAlone(client);
+    client.disconnect();  // its holds end at once
+    EXPECT_TRUE(within(0.5, [&] { return figure(path(), "holds") == 2 * kAWhile; }));
+
+    ASSERT_FALSE(client.open(path()));
+    speakAlone(client);
+    ASSERT_TRUE(sendBytes(client, number(3) + number(-1)));  // nonsense
+    EXPECT_TRUE(isClosed(client));
+    ASSERT_TRUE(other.has("key"));
+}
+
+TEST_F(Alone, ItsAddsEvictAndTheServerEndsUnderIt) {
+    CacheClient client;
+    ASSERT_FALSE(client.open(path()));
+    for (int i = 0; i < 300; ++i) {
+        ASSERT_TRUE(client.put(path(), "key" + std::to_string(i)));
+        ASSERT_TRUE(client.release("key" + std::to_string(i), false));
+    }
+    speakAlone(client, "key299");
+    ASSERT_FALSE(client.initialize(path(), 5, 0));
+    EXPECT_TRUE(within(0.5, [&] { return figure(path(), "entries") == 5; }));
+    EXPECT_FALSE(fs::exists(*this / "key0"));
+    EXPECT_TRUE(client.put(path(), "last"));
+    speakAlone(client, "last");
+    EXPECT_EQ(client.end(SIGTERM), 0);
+    EXPECT_TRUE(isClosed(client));
+    ASSERT_FALSE(client.open(path()));
+    EXPECT_TRUE(client.has("last"));
+}
+
 TEST_F(Zocached, ServesWhileOthersSayNothing) {
     CacheClient first;
     ASSERT_FALSE(first.open(path()));
