@@ -3,6 +3,7 @@
 // one up hides everything else. Blocks of all candidates alternate, so that they see the same
 // machine.
 // usage: bench_cache [BLOCKS]
+#include <fcntl.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sched.h>
@@ -182,6 +183,7 @@ Candidate makeFloor() {
     server.setLoopbackOnly();
     must(!server.listen(), "listen");
     const int listener = server.descriptor();
+    fcntl(listener, F_SETFL, 0);  // waits for the connection
     floor.process = Process([listener] {
         const int peer = accept(listener, nullptr, nullptr);
         const int yes = 1;
@@ -455,7 +457,7 @@ void run(int blocks) {
     for (Candidate* peer : {&redis, &memcached})
         if (!peer->sockets.empty()) peers.push_back(peer);
     measureTrips(floor, cache, peers, blocks);
-    measureRates(cache, peers, std::max(blocks / 5, 3));
+    measureRates(cache, peers, std::max(blocks / 2, 3));
     measureMemory(cache);
 }
 

@@ -1,5 +1,5 @@
-// The server's end of a connection: moves bytes between the system and two buffers without ever
-// waiting. The protocol reads and writes the buffers as if they were the socket.
+// The server's end of a connection: moves bytes between the system and two buffers without
+// waiting, unless it is told to. The protocol reads and writes the buffers as if they were the socket.
 #pragma once
 
 #include <cstddef>
@@ -18,15 +18,19 @@ class Channel : public zoTCP::Socket {
     /// `received` are bytes that somebody has read from the wire already.
     explicit Channel(std::unique_ptr<zoTCP::Socket> wire, std::string_view received = {});
 
-    int wire() const { return wire_->descriptor(); }
+    int wire() const { return descriptor_; }
     /// Gives the connection away; the channel is of no use any more.
     std::unique_ptr<zoTCP::Socket> releaseWire() { return std::move(wire_); }
 
-    /// Takes what has arrived. False when the stream has ended.
-    bool receive();
+    /// Takes what has arrived; with `waits` it waits for that, or for a signal. False when the stream
+    /// has ended.
+    bool receive(bool waits = false);
     /// The request that stands at the front of the bytes received.
     Frame frame() const { return frameOf(pending()); }
-    std::string_view pending() const;
+    /// What has been received and not read: good until the thread receives for another channel.
+    std::string_view pending() const { return pending_; }
+    /// Makes it last.
+    void keepPending();
 
     /// Sends what has been written, as far as the system takes it. False when the stream is lost.
     bool send();
@@ -40,8 +44,9 @@ class Channel : public zoTCP::Socket {
 
   private:
     std::unique_ptr<zoTCP::Socket> wire_;
-    std::string input_;
-    std::size_t taken_ = 0;
+    int descriptor_ = -1;       // the wire's
+    std::string kept_;          // ends with pending_ when there is something in it
+    std::string_view pending_;  // otherwise in the buffer of a thread
     std::string output_;
     std::size_t sent_ = 0;
 };

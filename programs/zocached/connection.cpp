@@ -31,14 +31,23 @@ Connection::~Connection() {
 }
 
 void Connection::onReady() {
-    if (channel_.hasOutput()) {
+    takeIn();
+    serve();
+}
+
+void Connection::takeIn() {
+    if (isOver()) return;
+    if (awaitsOutput_)
         reply();
-        if (!channel_.hasOutput()) serve();
-    } else if (channel_.receive()) {
-        serve();
-    } else {
+    else if (channel_.receive())
+        channel_.keepPending();
+    else
         drop();
-    }
+}
+
+bool Connection::isQuiet() const {
+    return isInitialized_ && !isOver() && !isRefused_ && !awaitsAdd_ && !awaitsOutput_ &&
+           channel_.pending().empty();
 }
 
 void Connection::onTick(Clock::time_point now) {
@@ -47,10 +56,10 @@ void Connection::onTick(Clock::time_point now) {
     drop();
 }
 
-void Connection::serve() {
+void Connection::prepareReply() {
     while (!isOver() && !awaitsAdd_ && !channel_.hasOutput()) {
         const Frame frame = channel_.frame();
-        if (frame.kind == Frame::kPartial) break;
+        if (frame.kind == Frame::kPartial) return;
         deadline_ = Clock::time_point();
         const bool isInTurn = isInitialized_ || frame.opcode == kInitialize;
         if (frame.kind == Frame::kMalformed || !isInTurn) {
@@ -59,12 +68,19 @@ void Connection::serve() {
         }
         if (frame.kind == Frame::kWhole && frame.opcode == kAdd) {
             awaitsAdd_ = true;
-            service_.awaitAdd(*this);
-            break;
+            return service_.awaitAdd(*this);
         }
         serveOne();
-        reply();
     }
+}
+
+void Connection::serve() {
+    prepareReply();
+    while (!isOver() && channel_.hasOutput() && !awaitsOutput_) {
+        reply();
+        prepareReply();
+    }
+    channel_.keepPending();
     setDeadline();
 }
 

@@ -1,7 +1,6 @@
 // A client of the server: its requests, its holds, its deadlines.
 #pragma once
 
-#include <chrono>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -9,29 +8,9 @@
 #include "KelvoBase/file_cache_protocol.h"
 #include "programs/zocached/channel.h"
 #include "programs/zocached/index.h"
+#include "programs/zocached/loop.h"
 
 namespace kelvo::zocached {
-
-using Clock = std::chrono::steady_clock;  // deadlines do not follow the clock on the wall
-
-/// Something that the server's loop waits for.
-class Watched {
-  public:
-    virtual ~Watched() = default;
-    virtual int descriptor() const = 0;
-    virtual void onReady() = 0;
-    /// Called about once a second.
-    virtual void onTick(Clock::time_point) {}
-
-    /// The loop lets go of it at the end of its round.
-    void drop() { isOver_ = true; }
-    bool isOver() const { return isOver_; }
-
-  private:
-    bool isOver_ = false;
-};
-
-class Connection;
 
 /// What connections need of their server.
 class Service {
@@ -60,8 +39,21 @@ class Connection : public Watched, private zoKelvoBase::FileCacheProtocolServer 
     int descriptor() const override { return channel_.wire(); }
     void onReady() override;
     void onTick(Clock::time_point now) override;
+    Connection* client() override { return this; }
 
-    /// Serves the requests that have arrived, up to an add.
+    /// Waits until something has arrived or a signal comes; false when the stream has ended. For a
+    /// connection that the loop does not wait for.
+    bool awaitInput() { return channel_.receive(true); }
+    /// Lets the loop look at it again, as soon as it waits for it.
+    void comeBack() { awaitsOutput_ = true; }
+
+    // What to do when it is ready, in three steps: each is shorter when it is done for all clients
+    // one after the other, than when it comes with the others in turn.
+    /// Takes what has arrived, or sends what has been waiting.
+    void takeIn();
+    /// Serves up to the first request that has a reply, or is an add.
+    void prepareReply();
+    /// Sends the reply and serves the requests that have arrived, up to an add.
     void serve();
     /// Serves the add that has been waiting, and keeps the reply back.
     void serveAdd();
@@ -69,6 +61,8 @@ class Connection : public Watched, private zoKelvoBase::FileCacheProtocolServer 
     void endAdd(bool isStored);
 
     bool isInitialized() const { return isInitialized_; }
+    /// Whether it is a client of which nothing is awaited but its next request.
+    bool isQuiet() const;
 
   private:
     zoUtil::Error initialize(const zoString::CString& directory, int arg1, int64 arg2) override;

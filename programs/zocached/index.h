@@ -3,7 +3,7 @@
 //   1. An entry whose name or content a client may still use is never deleted. Replaced and removed
 //      entries leave the index at once; their files go when the last client has let go of them.
 //   2. Several entries may name the same file; it goes with the last of them.
-//   3. One thread.
+//   3. One thread at a time.
 #pragma once
 
 #include <boost/intrusive/list.hpp>

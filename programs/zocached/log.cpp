@@ -17,7 +17,7 @@ namespace {
 constexpr const char* kLevels[] = {"off", "error", "warning", "info", "debug"};
 constexpr off_t kLongestFile = 1 << 20;
 
-// Lives for the process; the server's loop alone writes.
+// Lives for the process; one thread at a time writes.
 struct Log {
     Level level = Level::kOff;
     int directory = -1;  // borrowed

@@ -15,6 +15,7 @@
 #include <utility>
 
 #include "Base/zo_tcp.h"
+#include "programs/zocached/control.h"
 #include "programs/zocached/server.h"
 
 using zoUtil::Error;

@@ -3,20 +3,15 @@
 #include <fcntl.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
-#include <sys/epoll.h>
-#include <sys/inotify.h>
-#include <sys/signalfd.h>
 #include <sys/socket.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <csignal>
-#include <cstdio>
 #include <cstring>
 #include <utility>
 
+#include "programs/zocached/control.h"
 #include "programs/zocached/log.h"
 
 using zoUtil::Error;
@@ -29,13 +24,11 @@ using namespace std::chrono_literals;
 constexpr int kMostClients = 256;
 constexpr int kMostStrangers = 64;  // connections that have not said initialize
 constexpr int kMostAccepts = 16;    // in one round, so that those who are in get their turn
-constexpr int kMostEvents = 512;    // in one round: all there can be
 constexpr int kBacklog = 128;
+constexpr int kRoundsAlone = 16;  // then the client gets the thread
 constexpr auto kTick = 1s;
 constexpr auto kIdleTick = 10s;
 constexpr auto kCheckEvery = 10s;
-constexpr auto kControlTime = 30s;
-constexpr int kMostUnguarded = 3;  // checks
 
 Error failed(const char* what) {
     const int error = errno;
@@ -48,187 +41,81 @@ bool isOutOfResources(int error) {
 
 }  // namespace
 
-// A listening socket, borrowed.
-class Server::Listener : public Watched {
-  public:
-    Listener(Server& server, int descriptor, void (Server::*accept)())
-        : server_(server), descriptor_(descriptor), accept_(accept) {}
-    int descriptor() const override { return descriptor_; }
-    void onReady() override { (server_.*accept_)(); }
-
-  private:
-    Server& server_;
-    int descriptor_;
-    void (Server::*accept_)();
-};
-
-// Another process of this program, which sends one order.
-class Server::Control : public Watched {
-  public:
-    Control(Server& server, Descriptor peer)
-        : server_(server), peer_(std::move(peer)), deadline_(Clock::now() + kControlTime) {}
-    int descriptor() const override { return peer_.get(); }
-    void onReady() override {
-        server_.obey(peer_.get());
-        drop();
-    }
-    void onTick(Clock::time_point now) override {
-        if (now > deadline_) drop();
-    }
-
-  private:
-    Server& server_;
-    Descriptor peer_;
-    Clock::time_point deadline_;
-};
-
-// The signals that end the server.
-class Server::Signals : public Watched {
-  public:
-    explicit Signals(Server& server) : server_(server) {
-        sigset_t wanted;
-        sigemptyset(&wanted);
-        for (int signal : {SIGTERM, SIGINT, SIGHUP, SIGQUIT}) sigaddset(&wanted, signal);
-        pthread_sigmask(SIG_BLOCK, &wanted, nullptr);
-        signals_ = Descriptor(signalfd(-1, &wanted, SFD_CLOEXEC | SFD_NONBLOCK));
-    }
-    int descriptor() const override { return signals_.get(); }
-    void onReady() override {
-        signalfd_siginfo signal{};
-        if (read(signals_.get(), &signal, sizeof signal) != sizeof signal) return;
-        logLine(Level::kInfo, "ends: signal %u", signal.ssi_signo);
-        server_.isTold_ = true;
-    }
-
-  private:
-    Server& server_;
-    Descriptor signals_;
-};
-
-// Files of the directory that others delete or move away. The news is there before a request that
-// was sent afterwards, so that the loop looks at it before all else.
-class Server::Deletions : public Watched {
-  public:
-    explicit Deletions(Server& server)
-        : server_(server), events_(inotify_init1(IN_CLOEXEC | IN_NONBLOCK)) {
-        const std::string place =
-            "/proc/self/fd/" + std::to_string(server.directory_.descriptor()) + "/.";
-        if (inotify_add_watch(events_.get(), place.c_str(), IN_DELETE | IN_MOVED_FROM) < 0)
-            events_ = Descriptor();
-    }
-    int descriptor() const override { return events_.get(); }
-    void onReady() override {
-        alignas(inotify_event) char bytes[16 * 1024];
-        for (ssize_t size; (size = read(events_.get(), bytes, sizeof bytes)) > 0;)
-            for (ssize_t place = 0; place < size;) {
-                const auto* const event = reinterpret_cast<const inotify_event*>(bytes + place);
-                place += static_cast<ssize_t>(sizeof(inotify_event) + event->len);
-                take(*event);
-            }
-    }
-
-  private:
-    void take(const inotify_event& event) {
-        if ((event.mask & (IN_Q_OVERFLOW | IN_IGNORED | IN_UNMOUNT)) != 0)
-            server_.index_.setWatched(false);  // some news is lost: trust none
-        if (event.len == 0) return;
-        server_.index_.fileGone(event.name);
-        // Starters that find nobody there do not wait for long.
-        if (std::strcmp(event.name, kSocketName) == 0)
-            server_.nextTick_ = server_.nextCheck_ = server_.now_;
-    }
-
-    Server& server_;
-    Descriptor events_;
-};
-
 Server::Server(Directory directory, Descriptor guard, int idleSeconds)
     : directory_(std::move(directory)),
-      guard_(std::move(guard)),
+      presence_(directory_, std::move(guard)),
       idleSeconds_(idleSeconds),
       index_(directory_),
-      listener_(-1, kBacklog) {
+      listener_(-1, kBacklog),
+      express_(mutex_, *this) {
     now_ = lastClient_ = Clock::now();
     nextTick_ = now_ + kTick;
     nextCheck_ = now_ + kCheckEvery;
 }
 
 Server::~Server() {
-    if (listener_.descriptor() >= 0) directory_.withdraw(listener_.getPort());
-    if (control_ && !isLost_) unlinkat(directory_.descriptor(), kSocketName, 0);
-    watched_.clear();  // ends the holds
+    express_.end();
+    if (listener_.descriptor() >= 0) presence_.leave(listener_.getPort());
+    loop_.clear();  // ends the holds
     if (!index_.flush()) logLine(Level::kError, "the order of accesses could not be kept");
 }
 
 Error Server::open() {
-    epoll_ = Descriptor(epoll_create1(EPOLL_CLOEXEC));
-    if (!epoll_) return failed("wait for clients");
+    if (Error error = loop_.open()) return error;
     // Before the index makes its thread, which inherits what is blocked.
-    if (Error error = watch(std::make_unique<Signals>(*this))) return error;
-    auto deletions = std::make_unique<Deletions>(*this);
-    Watched* const news = deletions.get();
-    if (news->descriptor() >= 0 && !watch(std::move(deletions))) {
-        deletions_ = news;
-        index_.setWatched(true);
-    }
+    if (Error error = openSources()) return error;
     if (Error error = index_.open()) return error;
     listener_.setLoopbackOnly();
     if (Error error = listener_.listen()) return error;
     // One that was waiting may have gone when it is its turn.
     if (fcntl(listener_.descriptor(), F_SETFL, O_NONBLOCK) != 0) return failed("listen");
     if (Error error = listenForControls()) return error;
-    if (Error error = watch(
-            std::make_unique<Listener>(*this, listener_.descriptor(), &Server::acceptClients)))
+    if (Error error = loop_.watch(
+            std::make_unique<Listener>(listener_.descriptor(), [this] { acceptClients(); })))
         return error;
-    advertise();
+    presence_.advertise(listener_.getPort());
     logLine(Level::kInfo, "serves on port %d, %lld entries, %lld bytes", listener_.getPort(),
             static_cast<long long>(index_.figures().entries),
             static_cast<long long>(index_.figures().bytes));
     return Error();
 }
 
-// In place of the socket before, whose name has gone.
-Error Server::listenForControls() {
-    Descriptor fresh;
-    if (Error error = openControl(directory_, fresh)) return error;
-    for (const std::unique_ptr<Watched>& watched : watched_)
-        if (control_ && watched->descriptor() == control_.get()) watched->drop();
-    control_ = std::move(fresh);
-    return watch(std::make_unique<Listener>(*this, control_.get(), &Server::acceptControls));
-}
-
-// Without a lock file clients start servers, which hand them over.
-void Server::advertise() {
-    if (Error error = directory_.advertise(listener_.getPort()))
-        logLine(Level::kWarning, "%s", error.message().c_str());
-}
-
-Error Server::watch(std::unique_ptr<Watched> watched) {
-    epoll_event event{};
-    event.events = EPOLLIN;
-    event.data.ptr = watched.get();
-    if (epoll_ctl(epoll_.get(), EPOLL_CTL_ADD, watched->descriptor(), &event) != 0)
-        return failed("wait for clients");
-    watched_.push_back(std::move(watched));
+Error Server::openSources() {
+    if (Error error = loop_.watch(std::make_unique<Signals>([this](unsigned signal) {
+            logLine(Level::kInfo, "ends: signal %u", signal);
+            isTold_ = true;
+        })))
+        return error;
+    auto deletions = std::make_unique<Deletions>(
+        directory_, [this](const std::string& file) { isGone(file); },
+        [this] { index_.setWatched(false); });
+    Deletions* const news = deletions.get();
+    if (news->descriptor() < 0 || loop_.watch(std::move(deletions))) return Error();
+    deletions_ = news;
+    index_.setWatched(true);
     return Error();
 }
 
+// In place of the socket before, whose name has gone.
+Error Server::listenForControls() {
+    const int before = presence_.control();
+    if (Error error = presence_.listen()) return error;
+    for (const std::unique_ptr<Watched>& watched : loop_.watched())
+        if (before >= 0 && watched->descriptor() == before) watched->drop();
+    return loop_.watch(
+        std::make_unique<Listener>(presence_.control(), [this] { acceptControls(); }));
+}
+
 void Server::watchForOutput(Connection& connection, bool output) {
-    epoll_event event{};
-    event.events = output ? EPOLLOUT : EPOLLIN;
-    event.data.ptr = static_cast<Watched*>(&connection);
-    if (epoll_ctl(epoll_.get(), EPOLL_CTL_MOD, connection.descriptor(), &event) != 0)
-        connection.drop();
+    // One that has output waiting comes back from the thread.
+    if (express_.has(connection)) return;
+    if (!loop_.await(connection, output ? EPOLLOUT : EPOLLIN)) connection.drop();
 }
 
 void Server::watchListeners(bool wanted) {
-    for (const std::unique_ptr<Watched>& watched : watched_) {
-        if (dynamic_cast<Listener*>(watched.get()) == nullptr || watched->isOver()) continue;
-        epoll_event event{};
-        if (wanted) event.events = EPOLLIN;
-        event.data.ptr = watched.get();
-        epoll_ctl(epoll_.get(), EPOLL_CTL_MOD, watched->descriptor(), &event);
-    }
+    for (const std::unique_ptr<Watched>& watched : loop_.watched())
+        if (dynamic_cast<Listener*>(watched.get()) != nullptr && !watched->isOver())
+            loop_.await(*watched, wanted ? std::uint32_t{EPOLLIN} : 0);
 }
 
 // -1 when nobody is waiting, or for whom there is no descriptor left.
@@ -247,7 +134,7 @@ int Server::acceptOn(int listener) {
 }
 
 void Server::acceptClients() {
-    for (int i = 0; i < kMostAccepts && !isLost_; ++i) {
+    for (int i = 0; i < kMostAccepts && !presence_.isLost(); ++i) {
         const int accepted = acceptOn(listener_.descriptor());
         if (accepted < 0) return;
         const int yes = 1;
@@ -257,10 +144,11 @@ void Server::acceptClients() {
 }
 
 void Server::acceptControls() {
-    for (int i = 0; i < kMostAccepts && !isLost_; ++i) {
-        const int accepted = acceptOn(control_.get());
+    for (int i = 0; i < kMostAccepts && !presence_.isLost(); ++i) {
+        const int accepted = acceptOn(presence_.control());
         if (accepted < 0) return;
-        watch(std::make_unique<Control>(*this, Descriptor(accepted)));
+        loop_.watch(std::make_unique<ControlPeer>(Descriptor(accepted),
+                                                  [this](int control) { obey(control); }));
     }
 }
 
@@ -273,7 +161,7 @@ void Server::adopt(std::unique_ptr<zoTCP::Socket> wire, bool isHere, std::string
     Service& service = *this;
     auto connection = std::make_unique<Connection>(service, std::move(wire), isHere, received);
     Connection& client = *connection;
-    if (watch(std::move(connection))) return;
+    if (loop_.watch(std::move(connection))) return;
     ++clients_;
     client.serve();
 }
@@ -281,8 +169,8 @@ void Server::adopt(std::unique_ptr<zoTCP::Socket> wire, bool isHere, std::string
 // Those who only connect do not keep clients out: the first of them goes.
 void Server::makeRoom() {
     if (clients_ - initialized_ < kMostStrangers) return;
-    for (const std::unique_ptr<Watched>& watched : watched_) {
-        auto* const client = dynamic_cast<Connection*>(watched.get());
+    for (const std::unique_ptr<Watched>& watched : loop_.watched()) {
+        Connection* const client = watched->client();
         if (client == nullptr || client->isInitialized() || client->isOver()) continue;
         return client->drop();
     }
@@ -331,38 +219,83 @@ void Server::commitAdds() {
 }
 
 void Server::letGo() {
-    const auto isOver = [this](const std::unique_ptr<Watched>& watched) {
-        if (!watched->isOver()) return false;
-        if (dynamic_cast<Connection*>(watched.get()) == nullptr) return true;
+    for (const std::unique_ptr<Watched>& watched : loop_.watched()) {
+        if (!watched->isOver() || watched->client() == nullptr) continue;
         --clients_;
         lastClient_ = now_;
-        return true;
-    };
-    watched_.erase(std::remove_if(watched_.begin(), watched_.end(), isOver), watched_.end());
+    }
+    loop_.letGo();
+    alone_ = nullptr;
 }
 
-void Server::round() {
-    epoll_event events[kMostEvents];
-    const int count = epoll_wait(epoll_.get(), events, kMostEvents, waitMilliseconds());
-    now_ = Clock::now();
-    bool someAreOver = false;
-    for (int i = 0; i < count && deletions_ != nullptr; ++i)
-        if (events[i].data.ptr == deletions_) deletions_->onReady();
-    for (int i = 0; i < count; ++i) {
-        auto* const watched = static_cast<Watched*>(events[i].data.ptr);
-        if (!watched->isOver()) watched->onReady();
-        someAreOver = someAreOver || watched->isOver();
+void Server::round(std::unique_lock<std::mutex>& lock) {
+    const int patience = waitMilliseconds();
+    lock.unlock();
+    const std::span<Watched* const> ready = loop_.wait(patience);
+    if (!lock.try_lock()) {
+        express_.askBack();  // one who never pauses would keep the mutex
+        lock.lock();
     }
-    serveAdds();
-    hasMoreToEvict_ = index_.evictSome();
+    now_ = Clock::now();
+    if (std::find(ready.begin(), ready.end(), deletions_) != ready.end()) deletions_->onReady();
+    speakers_.clear();
+    for (Watched* watched : ready) {
+        if (watched->client() != nullptr)
+            speakers_.push_back(watched->client());
+        else if (!watched->isOver())
+            watched->onReady();
+    }
+    for (Connection* client : speakers_) client->takeIn();
+    for (Connection* client : speakers_) client->prepareReply();
+    for (Connection* client : speakers_) client->serve();
+    settle();
+    chooseExpress();
+    const auto isOver = [](const Watched* watched) { return watched->isOver(); };
     const bool isTickDue = now_ >= nextTick_;
     if (isTickDue) tick();
-    if (someAreOver || isTickDue) letGo();
+    if (isTickDue || std::any_of(ready.begin(), ready.end(), isOver)) letGo();
+}
+
+void Server::settle() {
+    serveAdds();
+    hasMoreToEvict_ = index_.evictSome();
+}
+
+// For a client that alone has spoken to the loop, for so many rounds.
+void Server::chooseExpress() {
+    if (speakers_.empty()) return;
+    Connection* const alone = speakers_.size() == 1 ? speakers_.front() : nullptr;
+    express_.askBack();
+    roundsAlone_ = alone == alone_ ? roundsAlone_ + 1 : 0;
+    alone_ = alone;
+    if (alone == nullptr || roundsAlone_ < kRoundsAlone || !alone->isQuiet()) return;
+    roundsAlone_ = 0;
+    if (!express_.isFree()) return express_.recall();
+    if (!loop_.pause(*alone)) return;
+    if (!express_.take(*alone) && !loop_.resume(*alone, EPOLLIN)) alone->drop();
+}
+
+void Server::beginAlone(pid_t thread) {
+    if (deletions_ != nullptr && !deletions_->callThread(thread)) index_.setWatched(false);
+}
+
+bool Server::serveAlone(Connection& connection, bool hasNews) {
+    if (deletions_ != nullptr && hasNews) deletions_->onReady();
+    connection.serve();
+    settle();
+    return connection.isQuiet() && !hasMoreToEvict_;
+}
+
+// There is room to send, so that the loop looks at the connection at once.
+void Server::takeBack(Connection& connection) {
+    if (deletions_ != nullptr) deletions_->callThread(0);
+    connection.comeBack();
+    if (!loop_.resume(connection, EPOLLOUT)) connection.drop();
 }
 
 void Server::tick() {
     nextTick_ = now_ + kTick;
-    for (const std::unique_ptr<Watched>& watched : watched_) watched->onTick(now_);
+    for (const std::unique_ptr<Watched>& watched : loop_.watched()) watched->onTick(now_);
     index_.flush();
     if (isFull_) {
         isFull_ = false;
@@ -373,35 +306,25 @@ void Server::tick() {
 
 // Clients remove the lock file when they take it for a dead server's, and people tidy up.
 void Server::checkFiles() {
-    if (isLost_) return;
-    if (!directory_.isAdvertised(listener_.getPort())) advertise();
+    if (presence_.isLost()) return;
+    presence_.keepAdvertised(listener_.getPort());
     if (now_ < nextCheck_) return;
     nextCheck_ = now_ + kCheckEvery;
-    const bool isThere = !directory_.path().empty();
-    if (isThere && isStillGuarded()) {
-        index_.keepFile();
-        if (!directory_.isGuardedBy(guard_) || isControlThere(directory_)) return;
-        if (Error error = listenForControls())
-            logLine(Level::kWarning, "%s", error.message().c_str());
-        return;
+    const Presence::State state = presence_.check();
+    if (state == Presence::State::kLost) {
+        // Those who are served stay.
+        logLine(Level::kWarning, "the files of the server were deleted: takes no more clients");
+        return watchListeners(false);
     }
-    // Another server may be there. Those who are served stay.
-    logLine(Level::kWarning, "the files of the server were deleted: takes no more clients");
-    isLost_ = true;
-    watchListeners(false);
+    index_.keepFile();
+    if (state == Presence::State::kSound) return;
+    if (Error error = listenForControls()) logLine(Level::kWarning, "%s", error.message().c_str());
 }
 
-// A guard that was deleted is replaced. Somebody else may have a new one: a starter, who ends soon,
-// or a server.
-bool Server::isStillGuarded() {
-    if (directory_.isGuardedBy(guard_)) {
-        unguarded_ = 0;
-        return true;
-    }
-    Descriptor fresh;
-    const bool isAnswered = !directory_.tryGuard(fresh);
-    if (isAnswered && fresh) guard_ = std::move(fresh);
-    return ++unguarded_ < kMostUnguarded;
+void Server::isGone(const std::string& file) {
+    index_.fileGone(file);
+    // Starters that find nobody there do not wait for long.
+    if (file == kSocketName) nextTick_ = nextCheck_ = now_;
 }
 
 int Server::waitMilliseconds() const {
@@ -424,19 +347,24 @@ bool Server::mayEnd() {
     if (clients_ > 0) return false;
     const bool isIdle =
         idleSeconds_ > 0 && now_ - lastClient_ >= std::chrono::seconds(idleSeconds_);
-    if (!isIdle && !isLost_) return false;
-    directory_.withdraw(listener_.getPort());
+    if (!isIdle && !presence_.isLost()) return false;
+    presence_.withdraw(listener_.getPort());
     acceptClients();
     if (clients_ == 0) {
-        logLine(Level::kInfo, "ends: %s", isLost_ ? "its directory has gone" : "nobody is there");
+        logLine(Level::kInfo, "ends: %s",
+                presence_.isLost() ? "its directory has gone" : "nobody is there");
         return true;
     }
-    advertise();
+    presence_.advertise(listener_.getPort());
     return false;
 }
 
 void Server::run() {
-    while (!mayEnd()) round();
+    {
+        std::unique_lock<std::mutex> lock(mutex_);
+        while (!mayEnd()) round(lock);
+    }
+    express_.end();
 }
 
 std::string Server::figures() const {

@@ -12,6 +12,7 @@
 #include <ctime>
 #include <filesystem>
 #include <list>
+#include <string_view>
 
 #include "tests/programs/zocached_support.h"
 
@@ -58,6 +59,17 @@ std::string receive(CacheClient& client, std::size_t count, int seconds = 10) {
 
 bool isClosed(CacheClient& client, int seconds = 10) {
     return receive(client, 1, seconds).empty();
+}
+
+std::string receiveAfter(CacheClient& client, const std::string& request, std::size_t count) {
+    return sendBytes(client, request) ? receive(client, count) : std::string();
+}
+
+// As much as the connection takes at once.
+std::size_t sendSome(CacheClient& client, std::string_view bytes) {
+    const ssize_t n =
+        send(client.socket().descriptor(), bytes.data(), bytes.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
+    return n > 0 ? static_cast<std::size_t>(n) : 0;
 }
 
 TEST_F(Zocached, SpeaksTheProtocolByteByByte) {
@@ -277,6 +289,100 @@ TEST_F(Zocached, SlowAndManyClientsDoNotStallOthers) {
     CacheClient again;
     ASSERT_FALSE(again.open(path()));
     EXPECT_EQ(figure(path(), "clients"), 2);
+}
+
+// A client that alone has something to say for a while is served in a way of its own.
+class Alone : public Zocached {
+  protected:
+    static constexpr int kAWhile = 60;  // requests
+
+    // So that it is served that way, whoever was before; it needs some requests for each.
+    void speakAlone(CacheClient& client, const std::string& key = "key") {
+        for (int i = 0; i < kAWhile; ++i) ASSERT_TRUE(client.has(key)) << i;
+        EXPECT_GE(tasks(), 3);  // the loop, the index's and this one's
+    }
+    long tasks() const {
+        const std::string process = std::to_string(figure(path(), "process"));
+        return std::distance(fs::directory_iterator("/proc/" + process + "/task"), {});
+    }
+};
+
+TEST_F(Alone, EachInTurnAndAllTogether) {
+    CacheClient clients[3];
+    for (CacheClient& client : clients) ASSERT_FALSE(client.open(path()));
+    ASSERT_TRUE(clients[0].put(path(), "key"));
+    for (int round = 0; round < 5; ++round) {
+        for (CacheClient& client : clients) speakAlone(client);
+        for (int i = 0; i < kAWhile; ++i)
+            for (CacheClient& client : clients) ASSERT_TRUE(client.has("key"));
+    }
+    EXPECT_EQ(figure(path(), "holds"), 1 + 5 * 3 * 2 * kAWhile);
+    EXPECT_EQ(figure(path(), "hits"), 5 * 3 * 2 * kAWhile);
+}
+
+TEST_F(Alone, EndsAndPausesAreTheSame) {
+    CacheClient other, client;
+    ASSERT_FALSE(other.open(path()));
+    ASSERT_FALSE(client.open(path()));
+    ASSERT_TRUE(client.put(path(), "key"));
+    const std::string reply = text(*this / "key");
+
+    speakAlone(client);  // half a request, then nothing for a while
+    ASSERT_TRUE(sendBytes(client, number(1) + number(3) + "k"));
+    speakAlone(other);
+    ASSERT_TRUE(sendBytes(client, "ey"));
+    EXPECT_EQ(receive(client, reply.size() + 12).substr(0, reply.size()), reply);
+
+    speakAlone(client);  // more replies than the connection takes
+    const std::string whole = receiveAfter(client, number(1) + text("key"), reply.size() + 12);
+    std::string many, got;
+    for (int i = 0; i < 150000; ++i) many += number(1) + text("key");
+    std::size_t sent = sendSome(client, many);
+    for (int i = 0; i < kAWhile; ++i) ASSERT_TRUE(other.has("key"));
+    const std::size_t wanted = 150000 * whole.size();
+    ASSERT_TRUE(within(30, [&] {
+        std::string part(1 << 20, '\0');
+        for (ssize_t n;
+             (n = recv(client.socket().descriptor(), part.data(), part.size(), MSG_DONTWAIT)) > 0;)
+            got.append(part, 0, static_cast<std::size_t>(n));
+        sent += sendSome(client, std::string_view(many).substr(sent));
+        return got.size() >= wanted;
+    })) << got.size();
+    for (std::size_t i = 0; i < wanted; i += whole.size())
+        ASSERT_EQ(got.compare(i, whole.size(), whole), 0) << i;
+
+    speakAlone(client);
+    client.disconnect();  // its holds end at once
+    EXPECT_TRUE(within(0.5, [&] { return figure(path(), "holds") == 2 * kAWhile; }));
+
+    for (int round = 0; round < 4; ++round) {
+        ASSERT_FALSE(client.open(path()));
+        speakAlone(client);
+        const double begin = secondsNow();
+        ASSERT_TRUE(sendBytes(client, number(3) + number(-1)));  // nonsense
+        EXPECT_TRUE(isClosed(client));
+        EXPECT_LT(secondsNow() - begin, 0.5);  // not with the next look at deadlines
+    }
+    ASSERT_TRUE(other.has("key"));
+}
+
+TEST_F(Alone, ItsAddsEvictAndTheServerEndsUnderIt) {
+    CacheClient client;
+    ASSERT_FALSE(client.open(path()));
+    for (int i = 0; i < 300; ++i) {
+        ASSERT_TRUE(client.put(path(), "key" + std::to_string(i)));
+        ASSERT_TRUE(client.release("key" + std::to_string(i), false));
+    }
+    speakAlone(client, "key299");
+    ASSERT_FALSE(client.initialize(path(), 5, 0));
+    EXPECT_TRUE(within(0.5, [&] { return figure(path(), "entries") == 5; }));
+    EXPECT_FALSE(fs::exists(*this / "key0"));
+    EXPECT_TRUE(client.put(path(), "last"));
+    speakAlone(client, "last");
+    EXPECT_EQ(client.end(SIGTERM), 0);
+    EXPECT_TRUE(isClosed(client));
+    ASSERT_FALSE(client.open(path()));
+    EXPECT_TRUE(client.has("last"));
 }
 
 TEST_F(Zocached, ServesWhileOthersSayNothing) {
