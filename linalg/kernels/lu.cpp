@@ -46,14 +46,14 @@ template <class Order, class Add>
             info = k + 1;
             continue;
         }
-        exchangeWithLater(order, k, l, column);
+        exchangeAt(order, k, n, l, column, k);
         const double scale = -1.0 / pivot;
 #pragma GCC unroll 4
         for (int i = k + 1; i < n; ++i) column[i] *= scale;
 #pragma GCC unroll 4
         for (int j = k + 1; j < n; ++j) {
             double* const other = a + j * lda;
-            exchangeWithLater(order, k, l, other);
+            exchangeAt(order, k, n, l, other, k);
             add(n - k - 1, other[k], column + k + 1, other + k + 1);
         }
     }
@@ -84,7 +84,7 @@ template <class Order, class Add>
     const int n = order;
 #pragma GCC unroll 4
     for (int k = 0; k + 1 < n; ++k) {
-        exchangeWithLater(order, k, ipvt[k] - 1, b);
+        exchangeAt(order, k, n, ipvt[k] - 1, b, k);
         add(n - k - 1, b[k], a + k * lda + k + 1, b + k + 1);
     }
 #pragma GCC unroll 4

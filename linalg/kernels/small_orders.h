@@ -50,17 +50,31 @@ template <int kOrder>
     for (int j = 0; j < kOrder; ++j) copyFixed(n, a + j * lda, b + j * ldb);
 }
 
-/// Exchanges x(k) and x(l), l >= k. Of a fixed order it only compares: x may then be in registers.
-template <class Order>
-[[gnu::always_inline]] inline void exchangeWithLater(Order n, int k, int l, double* x) {
+/// Copies a packed triangle of a fixed order.
+template <int kOrder>
+[[gnu::always_inline]] inline void copyPacked(Fixed<kOrder>, const double* a, double* b) {
+#pragma GCC unroll 10
+    for (int i = 0; i < kOrder * (kOrder + 1) / 2; ++i) b[i] = a[i];
+}
+
+/// op(i) for a place i, begin <= i < end. With a fixed order every place is compared with i, and op
+/// gets a constant: what it looks at may then be in registers.
+template <class Order, class Op>
+[[gnu::always_inline]] inline void atPlace(Order, int begin, int end, int i, Op op) {
     if constexpr (kIsFixed<Order>) {
-        const int end = n;
 #pragma GCC unroll 4
-        for (int i = k + 1; i < end; ++i)
-            if (i == l) exchange(x[i], x[k]);
+        for (int place = begin; place < end; ++place)
+            if (place == i) op(place);
     } else {
-        exchange(x[l], x[k]);
+        op(i);
     }
+}
+
+/// Exchanges x(k) and x(l), begin <= l < end.
+template <class Order>
+[[gnu::always_inline]] inline void exchangeAt(Order n, int begin, int end, int l, double* x,
+                                              int k) {
+    atPlace(n, begin, end, l, [=](int i) { exchange(x[i], x[k]); });
 }
 
 /// addMultiple for few and for many elements.
