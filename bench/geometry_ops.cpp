@@ -11,7 +11,7 @@
 
 namespace {
 
-constexpr std::size_t kCount = 256;         // operands that stay in the first-level cache
+constexpr std::size_t kCount = 256;         // operands that stay in the caches of the core
 constexpr std::size_t kPoints = 1'000'000;  // a model's worth of points
 
 // Array on a cache line of its own, the same for every library.

@@ -72,6 +72,36 @@ class Structure {
 using Doubly = Structure<Ds_dlist_get_methods>;
 using Singly = Structure<Ds_slist_get_methods>;
 
+// The same by callers that name the functions of the kind instead of taking them from its table.
+template <class List, auto head, auto next, auto getData, auto remove>
+class ByName : public List {
+  public:
+    std::uintptr_t sum() {
+        std::uintptr_t total = 0;
+        for (void* at = head(handle(), status()); at; at = next(handle(), at, status()))
+            total += reinterpret_cast<std::uintptr_t>(getData(handle(), at, status()));
+        return total;
+    }
+    std::uintptr_t drain() {
+        std::uintptr_t total = 0;
+        for (void* at = head(handle(), status()); at;) {
+            void* item = getData(handle(), at, status());
+            total += reinterpret_cast<std::uintptr_t>(item);
+            at = remove(handle(), item, nullptr, nullptr, status());
+        }
+        return total;
+    }
+
+  private:
+    DS* handle() { return &this->handle_; }
+    int* status() { return &this->status_; }
+};
+
+using DoublyByName =
+    ByName<Doubly, Ds_dlist_head, Ds_dlist_next, Ds_dlist_get_data, Ds_dlist_remove>;
+using SinglyByName =
+    ByName<Singly, Ds_slist_head, Ds_slist_next, Ds_slist_get_data, Ds_slist_remove>;
+
 // Sorts by a comparator of the caller, which goes through qsort.
 int callersComparator(void* a, void* b) {
     return Ds_default_comparator(a, b);
@@ -264,27 +294,35 @@ void interleaved(benchmark::State& state) {
     perItem(state);
 }
 
+void add(const char* what, const char* name, void (*run)(benchmark::State&)) {
+    benchmark::RegisterBenchmark((std::string(what) + "/" + name).c_str(), run)
+        ->Arg(10'000)
+        ->Arg(100'000)
+        ->Arg(1'000'000)
+        ->Unit(benchmark::kMicrosecond);
+}
+
+template <class List>
+void registerWalks(const char* name) {
+    add("iterate", name, iterate<List>);
+    add("drain", name, drain<List>);
+}
+
 template <class List>
 void registerAll(const char* name) {
-    const auto add = [name](const char* what, void (*run)(benchmark::State&)) {
-        benchmark::RegisterBenchmark((std::string(what) + "/" + name).c_str(), run)
-            ->Arg(10'000)
-            ->Arg(100'000)
-            ->Arg(1'000'000)
-            ->Unit(benchmark::kMicrosecond);
-    };
-    add("append", append<List>);
-    add("iterate", iterate<List>);
-    add("find", find<List>);
-    add("drain", drain<List>);
-    add("sort", sort<List>);
-    add("interleaved", interleaved<List>);
+    registerWalks<List>(name);
+    add("append", name, append<List>);
+    add("find", name, find<List>);
+    add("sort", name, sort<List>);
+    add("interleaved", name, interleaved<List>);
 }
 
 const int g_registered = [] {
     registerAll<StdList>("std_list");
     registerAll<Doubly>("dlist");
     registerAll<Singly>("slist");
+    registerWalks<DoublyByName>("dlist_by_name");
+    registerWalks<SinglyByName>("slist_by_name");
 #ifdef KELVO_WITH_GLIB
     registerAll<GlibQueue>("GQueue");
 #endif

@@ -31,6 +31,12 @@ class Ours : public zoKelvoBase::StatefulUndoCmd {
         zoKelvoBase::undoInit();
         manager_.reset(zoUndo::getInstalledManager());
     }
+    // From the start without the group stack's own connection to the manager.
+    void hearNobody() {
+        manager_.reset(zoUndo::newManager());
+        zoUndo::installManager(manager_.get());
+    }
+    void listen() { manager_->changedSignal().addCallback(new zoRTB::FunctionGlobal(hear)); }
     State captureState() override { return State(new Snapshot(value)); }
     void applyState(State state) override { value = static_cast<Snapshot&>(*state).value; }
 
@@ -48,14 +54,24 @@ class Ours : public zoKelvoBase::StatefulUndoCmd {
 
     Value value{};
 
+    static int heard;
+
   private:
+    static void hear() { ++heard; }
+
     std::unique_ptr<zoUndo::Manager> manager_;
 };
+int Ours::heard = 0;
 
 class Peer {
   public:
     Value value{};
+    static int heard;
 
+    void hearNobody() {}
+    void listen() {
+        QObject::connect(stack_.get(), &QUndoStack::indexChanged, [](int) { ++heard; });
+    }
     void change() {
         stack_->beginMacro(name_);
         stack_->push(new Put(*this, true));
@@ -94,6 +110,7 @@ class Peer {
     QString name_ = QStringLiteral("Move Control Point");
     std::unique_ptr<QUndoStack> stack_ = std::make_unique<QUndoStack>();
 };
+int Peer::heard = 0;
 
 template <class Library>
 void check(Library& library) {
@@ -136,8 +153,7 @@ void RecordAtLimit(benchmark::State& state) {
 }
 
 template <class Library>
-void UndoRedo(benchmark::State& state) {
-    Library library;
+void undoRedo(benchmark::State& state, Library& library) {
     check(library);
     for (int i = 0; i < kKept; ++i) library.change();
     for (auto _ : state) {
@@ -146,6 +162,30 @@ void UndoRedo(benchmark::State& state) {
     }
     if (library.value[0] != kKept + 2) std::abort();
     state.SetItemsProcessed(state.iterations());
+}
+
+template <class Library>
+void UndoRedo(benchmark::State& state) {
+    Library library;
+    undoRedo(state, library);
+}
+
+// Without any listener at either side.
+template <class Library>
+void UndoRedoUnheard(benchmark::State& state) {
+    Library library;
+    library.hearNobody();
+    undoRedo(state, library);
+}
+
+// With one listener for what menus show, called after each undo and each redo.
+template <class Library>
+void UndoRedoHeard(benchmark::State& state) {
+    Library library;
+    library.listen();
+    const int before = Library::heard;
+    undoRedo(state, library);
+    if (Library::heard - before < 2 * state.iterations()) std::abort();
 }
 
 // Through a long history to its beginning and back, where nothing is in a cache.
@@ -192,6 +232,10 @@ BENCHMARK(RecordAtLimit<Ours>);
 BENCHMARK(RecordAtLimit<Peer>);
 BENCHMARK(UndoRedo<Ours>);
 BENCHMARK(UndoRedo<Peer>);
+BENCHMARK(UndoRedoUnheard<Ours>);
+BENCHMARK(UndoRedoUnheard<Peer>);
+BENCHMARK(UndoRedoHeard<Ours>);
+BENCHMARK(UndoRedoHeard<Peer>);
 BENCHMARK(UndoRedoLong<Ours>);
 BENCHMARK(UndoRedoLong<Peer>);
 BENCHMARK(Memory<Ours>)->Iterations(1);

@@ -27,7 +27,7 @@ namespace {
 
 typedef __m256d Row;
 
-// Masks hold the same truth value in all four lanes.
+// Masks hold the same truth value in all four lanes; bits() are 15 or 0.
 #if defined(__AVX512VL__) && defined(__AVX512DQ__)
 typedef __mmask8 Mask;
 inline Mask larger(Row a, Row b) {
@@ -45,8 +45,16 @@ inline Mask andNot(Mask a, Mask b) {
 inline Mask either(Mask a, Mask b) {
     return _kor_mask8(a, b);
 }
-inline unsigned bit(Mask m) {
-    return _cvtmask8_u32(m) & 1;
+inline unsigned bits(Mask m) {
+    return _cvtmask8_u32(m);
+}
+// a with those lanes replaced by zeros that have b's sign.
+template <int lanes>
+inline Row withSignOnly(Row a, Row b) {
+    return _mm256_mask_and_pd(a, lanes, b, _mm256_set1_pd(-0.0));
+}
+inline bool allFinite(Row a) {
+    return !_mm256_fpclass_pd_mask(a, 0x99);  // either NaN, either infinity
 }
 #else
 typedef __m256d Mask;
@@ -65,8 +73,15 @@ inline Mask andNot(Mask a, Mask b) {
 inline Mask either(Mask a, Mask b) {
     return _mm256_or_pd(a, b);
 }
-inline unsigned bit(Mask m) {
-    return static_cast<unsigned>(_mm256_movemask_pd(m)) & 1;
+inline unsigned bits(Mask m) {
+    return static_cast<unsigned>(_mm256_movemask_pd(m));
+}
+template <int lanes>
+inline Row withSignOnly(Row a, Row b) {
+    return _mm256_blend_pd(a, _mm256_and_pd(b, _mm256_set1_pd(-0.0)), lanes);
+}
+inline bool allFinite(Row a) {
+    return !_mm256_movemask_pd(_mm256_cmp_pd(a - a, _mm256_setzero_pd(), _CMP_NEQ_UQ));
 }
 #endif
 
@@ -108,6 +123,9 @@ constexpr std::array<std::array<int, 8>, 64> lanesBySwaps() {
 }
 alignas(32) constexpr std::array<std::array<int, 8>, 64> kLanesBySwaps = lanesBySwaps();
 
+// One inversion fills the processor's window of pending instructions, so that its time is the chain
+// of divisions times the number of instructions: quotients are formed and spread without leaving
+// their half of a register, and the first column's zeros come with the load.
 struct Elimination {
     Row a[4];      // eliminated rows below, upper triangle and companion on and above the diagonal
     Row pivot[4];  // the diagonal element of each row, in all lanes
@@ -115,96 +133,104 @@ struct Elimination {
     unsigned swaps = 0;
 };
 
-// Takes row c as the pivot row: divides it, and subtracts f[r] times it from every row r below.
+// Takes row c as the pivot row: divides it, and subtracts f[r] times it from every row r below,
+// whose lane c is 0.
 template <int c>
 inline void subtract(Elimination& e, const Row* f) {
     const Row top = withLane<c>(e.a[c], _mm256_set1_pd(1.0));
-    for (int r = c + 1; r < 4; ++r) {
-        e.a[r] = withLane<c>(e.a[r], _mm256_setzero_pd()) - f[r] * top;
-    }
+    for (int r = c + 1; r < 4; ++r) e.a[r] = e.a[r] - f[r] * top;
     e.u[c] = top / e.pivot[c];
 }
 
+// Makes the row that a mask marks the first and puts the first in its place.
+inline void exchange(Row* x, Mask p1, Mask p2, Mask p3) {
+    const Row top = select(p3, x[3], select(p2, x[2], x[1]));
+    x[1] = select(p1, x[0], x[1]);
+    x[2] = select(p2, x[0], x[2]);
+    x[3] = select(p3, x[0], x[3]);
+    x[0] = top;
+}
+inline void exchange(Row* x, Mask p2, Mask p3) {
+    const Row top = select(p3, x[3], x[2]);
+    x[2] = select(p2, x[1], x[2]);
+    x[3] = select(p3, x[1], x[3]);
+    x[1] = top;
+}
+
 inline void eliminateColumn0(Elimination& e, const double* m) {
-    Row *const a = e.a, c0 = _mm256_broadcast_sd(m), c1 = _mm256_broadcast_sd(m + 4);
-    const Row c2 = _mm256_broadcast_sd(m + 8), c3 = _mm256_broadcast_sd(m + 12);
-    const Row s0 = c0 * c0, s1 = c1 * c1, s2 = c2 * c2, s3 = c3 * c3;
+    const __m256i right = _mm256_setr_epi64x(0, -1, -1, -1);
+    Row c[4];
+    for (int i = 0; i < 4; ++i) {
+        c[i] = _mm256_broadcast_sd(m + 4 * i);
+        e.a[i] = _mm256_maskload_pd(m + 4 * i, right);
+    }
+    const Row s0 = c[0] * c[0], s1 = c[1] * c[1], s2 = c[2] * c[2], s3 = c[3] * c[3];
     const Mask over1 = larger(s1, s0), over2 = larger(s2, s0), over3 = larger(s3, s0);
-    e.pivot[0] = c0;
-    Row q = _mm256_setr_pd(0.0, m[4], m[8], m[12]);
-    if (bit(either(either(over1, over2), over3))) {
+    if (bits(either(either(over1, over2), over3))) {
         const Mask g21 = larger(s2, s1), g31 = larger(s3, s1), g32 = larger(s3, s2);
         const Mask p3 = both(both(over3, g31), g32), p2 = andNot(both(over2, g21), g32);
         const Mask p1 = andNot(andNot(over1, g21), g31);
-        e.pivot[0] = select(p3, c3, select(p2, c2, c1));
-        const Row top = select(p3, a[3], select(p2, a[2], a[1]));
-        a[1] = select(p1, a[0], a[1]);
-        a[2] = select(p2, a[0], a[2]);
-        a[3] = select(p3, a[0], a[3]);
-        a[0] = top;
-        e.swaps = bit(p1) | bit(p2) << 1 | bit(p3) << 2;
-        q = _mm256_setr_pd(0.0, a[1][0], a[2][0], a[3][0]);
+        exchange(e.a, p1, p2, p3);
+        exchange(c, p1, p2, p3);
+        e.swaps = (bits(p1) & 1) | (bits(p2) & 2) | (bits(p3) & 4);
     }
-    q = q / e.pivot[0];
-    const Row f[4] = {q, lane<1>(q), lane<2>(q), lane<3>(q)};
+    e.pivot[0] = c[0];
+    const Row q = _mm256_unpacklo_pd(c[1], c[2]) / c[0];
+    const Row f[4] = {q, _mm256_unpacklo_pd(q, q), _mm256_unpackhi_pd(q, q), c[3] / c[0]};
     subtract<0>(e, f);
 }
 
 inline void eliminateColumn1(Elimination& e) {
-    Row *const a = e.a, c1 = lane<1>(a[1]), c2 = lane<1>(a[2]), c3 = lane<1>(a[3]);
-    const Row s1 = c1 * c1, s2 = c2 * c2, s3 = c3 * c3;
+    Row* const a = e.a;
+    Row c[4] = {a[0], lane<1>(a[1]), lane<1>(a[2]), lane<1>(a[3])};
+    const Row s1 = c[1] * c[1], s2 = c[2] * c[2], s3 = c[3] * c[3];
     const Mask over2 = larger(s2, s1), over3 = larger(s3, s1);
-    e.pivot[1] = c1;
-    if (bit(either(over2, over3))) {
+    if (bits(either(over2, over3))) {
         const Mask g32 = larger(s3, s2), p3 = both(over3, g32), p2 = andNot(over2, g32);
-        e.pivot[1] = select(p3, c3, c2);
-        const Row top = select(p3, a[3], a[2]);
-        a[2] = select(p2, a[1], a[2]);
-        a[3] = select(p3, a[1], a[3]);
-        a[1] = top;
-        e.swaps |= bit(p2) << 3 | bit(p3) << 4;
+        exchange(a, p2, p3);
+        exchange(c, p2, p3);
+        e.swaps |= (bits(p2) & 8) | (bits(p3) & 8) << 1;
     }
-    const __m128d q = _mm_unpackhi_pd(_mm256_castpd256_pd128(a[2]), _mm256_castpd256_pd128(a[3])) /
-                      _mm256_castpd256_pd128(e.pivot[1]);
-    const Row low = _mm256_castpd128_pd256(q);
-    const Row f[4] = {low, low, lane<0>(low), lane<1>(low)};
+    e.pivot[1] = c[1];
+    const Row q = _mm256_unpacklo_pd(c[2], c[3]) / c[1];
+    const Row f[4] = {q, q, _mm256_unpacklo_pd(q, q), _mm256_unpackhi_pd(q, q)};
+    for (int r = 2; r < 4; ++r) a[r] = withLane<1>(a[r], _mm256_setzero_pd());
     subtract<1>(e, f);
 }
 
 inline void eliminateColumn2(Elimination& e) {
-    Row c2 = lane<2>(e.a[2]), c3 = lane<2>(e.a[3]);
-    if (bit(larger(c3 * c3, c2 * c2))) {
-        std::swap(e.a[2], e.a[3]);
+    Row *const a = e.a, c2 = lane<2>(a[2]), c3 = lane<2>(a[3]);
+    if (bits(larger(c3 * c3, c2 * c2))) {
+        std::swap(a[2], a[3]);
         std::swap(c2, c3);
         e.swaps |= 32;
     }
     e.pivot[2] = c2;
     const Row q = c3 / c2, f[4] = {q, q, q, q};
+    a[3] = withLane<2>(a[3], _mm256_setzero_pd());
     subtract<2>(e, f);
-    e.pivot[3] = lane<3>(e.a[3]);
-    e.u[3] = withLane<3>(e.a[3], _mm256_set1_pd(1.0)) / e.pivot[3];
+    e.pivot[3] = lane<3>(a[3]);
+    e.u[3] = withLane<3>(a[3], _mm256_set1_pd(1.0)) / e.pivot[3];
 }
 
 }  // namespace
 
 void invert4(const double* from, double* to) {
     Elimination e;
-    for (int i = 0; i < 4; ++i) e.a[i] = _mm256_loadu_pd(from + 4 * i);
     eliminateColumn0(e, from);
     eliminateColumn1(e);
     eliminateColumn2(e);
 
     // A zero pivot or a multiplier that is not finite leaves its trace in the row's own lanes.
-    const Row *const u = e.u, sum = (u[0] + u[1]) + (u[2] + u[3]);
-    if (_mm256_movemask_pd(_mm256_cmp_pd(sum - sum, _mm256_setzero_pd(), _CMP_NEQ_UQ))) {
+    const Row* const u = e.u;
+    if (!allFinite((u[0] + u[1]) + (u[2] + u[3]))) {
         invert4Plainly(from, to);
         return;
     }
     // Companion elements right of the diagonal are zeros, which took the pivot's sign.
-    const Row sign = _mm256_set1_pd(-0.0);
-    Row i0 = _mm256_blend_pd(u[0], _mm256_and_pd(e.pivot[0], sign), 0xe);
-    Row i1 = _mm256_blend_pd(u[1], _mm256_and_pd(e.pivot[1], sign), 0xc);
-    Row i2 = _mm256_blend_pd(u[2], _mm256_and_pd(e.pivot[2], sign), 0x8);
+    Row i0 = withSignOnly<0xe>(u[0], e.pivot[0]);
+    Row i1 = withSignOnly<0xc>(u[1], e.pivot[1]);
+    Row i2 = withSignOnly<0x8>(u[2], e.pivot[2]);
     const Row i3 = u[3];
 
     // Above the diagonal; row r needs the rows below it as they are now.

@@ -7,8 +7,6 @@ namespace {
 
 constexpr double kPi = 3.141592653589793;
 constexpr double kTiny = 1e-9;
-// Below this distance of the cosine from -1 or 1 the ends of slerp count as opposite or equal.
-constexpr double kCosineLimit = 1e-5;
 
 // -1 or 1 without a vector part.
 bool isRealUnit(const Tquaternion& q) {
@@ -53,18 +51,8 @@ Tquaternion TunitQuaternion::log() const {
     return {0.0, f * x, f * y, f * z};
 }
 
-TunitQuaternion slerp(const TunitQuaternion& a, const TunitQuaternion& b, double t) {
-    const double c = a.w * b.w + a.x * b.x + a.y * b.y + a.z * b.z;
-    if (1.0 + c > kCosineLimit) {
-        double ka = 1.0 - t, kb = t;
-        if (1.0 - c > kCosineLimit) {
-            const double omega = std::acos(c), s = std::sin(omega);
-            ka = std::sin((1.0 - t) * omega) / s;
-            kb = std::sin(t * omega) / s;
-        }
-        return TunitQuaternion(
-            {ka * a.w + kb * b.w, ka * a.x + kb * b.x, ka * a.y + kb * b.y, ka * a.z + kb * b.z});
-    }
+TunitQuaternion TunitQuaternion::betweenOpposites(const TunitQuaternion& a,
+                                                  const TunitQuaternion& b, double t) {
     if (std::fabs(a.w + b.w) < kTiny && isRealUnit(a)) return b;
     // Half way lies a perpendicular of a. Its scalar part is not blended; callers rely on it.
     const double ka = std::sin((0.5 - t) * kPi), kb = std::sin(t * kPi);

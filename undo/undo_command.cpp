@@ -19,7 +19,7 @@ using State = zo::Reference<StatefulUndoState>;
 constexpr int kCommandBytes = 28;
 
 // Puts a state back into the object and says so, unless the object went while it was put back.
-class SetState : public zoRTB::FunctionBase {
+class SetState final : public zoRTB::FunctionBase {
   public:
     explicit SetState(StatefulUndoCmd& object) : object_(object) {}
     void call(void* argument) override {
@@ -68,14 +68,11 @@ class StateCommand : public zoUndo::Command {
     }
 
     bool redo() override {
-        if (!isStart_ && !skipRedo_) signal_.emit(&state_);
+        if (!isStart_ && !skipRedo_) return put();
         skipRedo_ = false;
         return true;
     }
-    bool undo() override {
-        if (isStart_) signal_.emit(&state_);
-        return true;
-    }
+    bool undo() override { return !isStart_ || put(); }
     int getNumBytesUsed() const override {
         const std::int64_t bytes = std::int64_t{state_ ? state_->sizeInBytes() : 0} + kCommandBytes;
         return static_cast<int>(std::min<std::int64_t>(bytes, std::numeric_limits<int>::max()));
@@ -91,6 +88,13 @@ class StateCommand : public zoUndo::Command {
 #endif
 
   private:
+    // Nobody else hears the signal, and its callback goes with it: called without what an emission
+    // does for callbacks that may be deleted meanwhile.
+    [[gnu::noinline]] bool put() {
+        if (setState_.isConnected()) setState_.call(&state_);
+        return true;
+    }
+
     zoRTB::SignalBase signal_;  // carries a State
     State state_;
     bool isStart_;

@@ -25,15 +25,16 @@ zoUndo::Group* entry(int index) {
 }
 
 void push(zoUndo::Group* group) {
-    if (g_undo.depth == std::numeric_limits<int>::max()) return;
-    if (g_undo.depth < kCapacity) g_undo.groups[g_undo.depth] = group;
+    if (g_undo.depth < kCapacity)
+        g_undo.groups[g_undo.depth] = group;
+    else if (g_undo.depth == std::numeric_limits<int>::max())
+        return;
     ++g_undo.depth;
 }
 
 // Takes the top entry off and returns it; null from an empty stack.
 zoUndo::Group* takeTop() {
-    if (g_undo.depth == 0) return nullptr;
-    return entry(--g_undo.depth);
+    return g_undo.depth == 0 ? nullptr : entry(--g_undo.depth);
 }
 
 void forgetGroup(zoUndo::Group* group) {

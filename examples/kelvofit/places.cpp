@@ -81,11 +81,26 @@ void Places::check() {
     else
         checkWritable(options_.out);
     for (const char* name : kResults) checkResult(resultPath(name));
+    if (options_.turntable > 0) checkFrames();
+}
+
+// Older frames go with their numbers, and behind the last one until a number is missing. The log
+// will be there by then.
+void Places::checkFrames() {
+    int number = 1;
+    for (; number <= options_.turntable; ++number) checkResult(framePath(number));
+    do checkKept(framePath(number));
+    while (!oldFrame(number++).empty());
 }
 
 void Places::checkResult(const std::string& path) {
     std::error_code none;  // a file that does not exist is not the same
     if (fs::is_directory(path, none)) failAt({path}, "cannot be replaced: is a directory");
+    checkKept(path);
+}
+
+void Places::checkKept(const std::string& path) {
+    std::error_code none;
     const auto keep = [](const std::string& given, bool same) {
         if (same) throw Failure(fit::quoted(given) + " would be replaced by a result");
     };
@@ -123,14 +138,18 @@ std::string Places::result(const std::string& name) {
     return resultPath(name);
 }
 
+std::string Places::framePath(int number) {
+    return resultPath(inProject() ? frameOfSequence(number) : numbered("fit.%04d.svg", number));
+}
+
 std::string Places::frame(int number) {
-    return inProject() ? expanded(frameOfSequence(number), PIX_DATA)
-                       : result(numbered("fit.%04d.svg", number));
+    if (!inProject()) made_.make(options_.out);
+    return framePath(number);
 }
 
 std::string Places::oldFrame(int number) {
     if (!inProject()) {
-        const std::string path = frame(number);
+        const std::string path = framePath(number);
         std::error_code ignored;
         return fs::is_regular_file(path, ignored) ? path : std::string();
     }

@@ -39,7 +39,10 @@ class Places {
   private:
     bool inProject() const { return !options_.project.empty(); }
     std::string resultPath(const std::string& name);
+    std::string framePath(int number);
+    void checkFrames();
     void checkResult(const std::string& path);
+    void checkKept(const std::string& path);
     std::string expanded(const std::string& name, int type);
 
     const Options& options_;

@@ -78,10 +78,8 @@ class KELVO_API Tquaternion {
     /// length of 1e-9 or less gives the identity.
     Tquaternion& setToPivotAxis(double angle, const T4dDblVector& axis);
 
-  private:
-    const double* array() const { return reinterpret_cast<const double*>(this); }
-
   protected:
+    const double* array() const { return reinterpret_cast<const double*>(this); }
     /// 0: w, 1: x, 2: y, every other index: z.
     double& operator()(int i) { return i == 0 ? w : i == 1 ? x : i == 2 ? y : z; }
     double operator()(int i) const { return i == 0 ? w : i == 1 ? x : i == 2 ? y : z; }
@@ -124,6 +122,11 @@ class KELVO_API TunitQuaternion : public Tquaternion {
     constexpr explicit TunitQuaternion(const Tquaternion& q) : Tquaternion(q) {}
     friend class Tquaternion;
     friend TunitQuaternion slerp(const TunitQuaternion& a, const TunitQuaternion& b, double t);
+
+  private:
+    // What slerp gives for b = -a.
+    static TunitQuaternion betweenOpposites(const TunitQuaternion& a, const TunitQuaternion& b,
+                                            double t);
 };
 
 /// Spherical interpolation from a (t = 0) to b (t = 1) at constant angular speed. b is not flipped
@@ -131,7 +134,7 @@ class KELVO_API TunitQuaternion : public Tquaternion {
 /// one. Ends that are nearly equal are blended linearly. Opposite ends (b = -a) describe one
 /// rotation and give a fixed path of their own, not of unit length throughout. Source: Shoemake
 /// 1985.
-KELVO_API TunitQuaternion slerp(const TunitQuaternion& a, const TunitQuaternion& b, double t);
+inline TunitQuaternion slerp(const TunitQuaternion& a, const TunitQuaternion& b, double t);
 /// A smooth curve from p (t = 0) to q (t = 1) with the inner control points a and b, which
 /// squadControlPoint supplies: slerp(slerp(p, q, t), slerp(a, b, t), 2 t (1 - t)).
 KELVO_API TunitQuaternion squad(const TunitQuaternion& p, const TunitQuaternion& a,
@@ -205,11 +208,12 @@ inline TunitQuaternion Tquaternion::normalize() const {
 
 inline void Tquaternion::convertToMatrix(T4dDblMatrix& m) const {
     using namespace kelvo::geometry;
-    const double k = 2.0 / (w * w + x * x + y * y + z * z);
 #ifdef __AVX__
     // Everything is in its place before k is there: a division takes as long as all the rest.
+    // Squares from one product: their sum is a shorter chain than one of fused products.
     typedef Quad::Lanes Lanes;
-    const Lanes wxyz = load(array()).v, ww = {w, w, w, w};
+    const Lanes wxyz = load(array()).v, ww = {w, w, w, w}, squares = wxyz * wxyz;
+    const double k = 2.0 / (squares[0] + squares[1] + squares[2] + squares[3]);
     const Lanes xyz = __builtin_shufflevector(wxyz, wxyz, 1, 2, 3, 0);
     const Lanes yzx = __builtin_shufflevector(wxyz, wxyz, 2, 3, 1, 0);
     const Lanes zxy = __builtin_shufflevector(wxyz, wxyz, 3, 1, 2, 0);
@@ -231,6 +235,7 @@ inline void Tquaternion::convertToMatrix(T4dDblMatrix& m) const {
     store(m[2], {Lanes{-0.0, -0.0, 1.0, 0.0} + r2});
     store(m[3], {Lanes{0.0, 0.0, 0.0, 1.0}});
 #else
+    const double k = 2.0 / (w * w + x * x + y * y + z * z);
     const double xx = x * x, yy = y * y, zz = z * z, xy = x * y, xz = x * z, yz = y * z;
     const double wx = w * x, wy = w * y, wz = w * z;
     setRow(m[0], 1.0 - (yy + zz) * k, (xy + wz) * k, (xz - wy) * k);
@@ -297,4 +302,20 @@ inline TunitQuaternion& TunitQuaternion::negateIt() {
 inline TunitQuaternion& TunitQuaternion::setToPivotAxis(double angle, const T4dDblVector& axis) {
     Tquaternion::setToPivotAxis(angle, axis);
     return *this;
+}
+
+inline TunitQuaternion slerp(const TunitQuaternion& a, const TunitQuaternion& b, double t) {
+    using namespace kelvo::geometry;
+    // At this distance of the cosine from -1 or 1 the ends count as opposite or equal.
+    constexpr double limit = 1e-5;
+    const double c = a.w * b.w + a.x * b.x + a.y * b.y + a.z * b.z;
+    if (!(1.0 + c > limit)) return TunitQuaternion::betweenOpposites(a, b, t);
+    Pair k = {1.0 - t, t};
+    if (1.0 - c > limit) {
+        const double omega = std::acos(c), s = std::sin(omega);
+        k = Pair{std::sin((1.0 - t) * omega), std::sin(t * omega)} / Pair{s, s};
+    }
+    TunitQuaternion r;
+    store(reinterpret_cast<double*>(&r), k[0] * load(a.array()) + k[1] * load(b.array()));
+    return r;
 }

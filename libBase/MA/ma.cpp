@@ -55,7 +55,7 @@ void* allocate(std::size_t size) {
 
 extern "C" {
 
-MA_DirectUse MA_direct = {0, 0};
+MA_DirectUse MA_direct = {0, 0, 0};
 
 void* MA_malloc(size_t size, int /*line*/, const char* /*file*/, int /*flag*/) {
     void* block = allocate(size);
@@ -95,7 +95,8 @@ void MA_failAfter(long successes) {
 
 long MA_liveBlocks(void) {
     const Lock lock;
-    return static_cast<long>(g_memory.tracked.size()) + g_memory.untracked + MA_direct.live;
+    return static_cast<long>(g_memory.tracked.size()) + g_memory.untracked + MA_direct.live -
+           MA_direct.released;
 }
 
 }  // extern "C"

@@ -1,30 +1,63 @@
 #include "Base/zo_rtb.h"
 
 namespace zoRTB {
-
-// One running emit(), on its stack. Whoever ends a connection corrects the emissions it touches, so
-// that none holds a callback or a signal that has gone.
-struct Emission {
-    Emission* const outer;  // the one around this, of whatever signal
-    SignalBase* signal;     // null once the signal has died
-    FunctionBase* current;  // being called; null once it has been deleted
-    FunctionBase* next;     // to be called after it; null: none
-    FunctionBase* last;     // the last one to be called; later ones are newer than emit()
-
-    Emission(SignalBase& emitter, FunctionBase* first, FunctionBase* newest);
-    ~Emission();
-    bool advance() { return next && enterNext(); }
-    // Out of line: most signals have one callback, and most calls end no connection.
-    [[gnu::noinline]] bool enterNext();
-    [[gnu::noinline]] void leave();
-    static bool isCalling(const FunctionBase& callback);
-};
-
 namespace {
 
-// The innermost running emission of this thread. Emissions are few and short: looking through them
-// when a connection ends costs less than an entry in signal and callback for every emission.
-[[gnu::tls_model("initial-exec")]] thread_local Emission* t_running = nullptr;
+// Whoever ends a connection corrects the records that run, so that none holds a callback that has
+// gone. They live on the stack of the emission.
+
+// One running call of a callback.
+struct Call {
+    Call* const outer;       // the one around this, of whatever signal
+    FunctionBase* callback;  // null once it has been deleted
+
+    explicit Call(FunctionBase& called);
+    ~Call();
+    static bool isRunning(const FunctionBase& callback);
+};
+
+// One running way through the callbacks of a signal.
+struct Walk {
+    Walk* const outer;   // the one around this, of whatever signal
+    FunctionBase* next;  // to be called; null: none
+    FunctionBase* last;  // the last one to be called; later ones are newer than the emission
+
+    Walk(FunctionBase& first, FunctionBase& newest);
+    ~Walk();
+};
+
+// The innermost records of this thread. They are few and short: looking through them when a
+// connection ends costs less than an entry in signal and callback for every emission.
+struct Running {
+    Call* call = nullptr;
+    Walk* walk = nullptr;
+};
+[[gnu::tls_model("initial-exec")]] thread_local Running t_running;
+
+Call::Call(FunctionBase& called) : outer(t_running.call), callback(&called) {
+    t_running.call = this;
+}
+
+// Runs for exceptions too.
+Call::~Call() {
+    t_running.call = outer;
+    if (callback && !callback->isConnected() && !isRunning(*callback)) callback->release();
+}
+
+bool Call::isRunning(const FunctionBase& callback) {
+    for (const Call* c = t_running.call; c; c = c->outer)
+        if (c->callback == &callback) return true;
+    return false;
+}
+
+Walk::Walk(FunctionBase& first, FunctionBase& newest)
+    : outer(t_running.walk), next(&first), last(&newest) {
+    t_running.walk = this;
+}
+
+Walk::~Walk() {
+    t_running.walk = outer;
+}
 
 // Circular lists through two members of their items; the head is the first item.
 using Link = FunctionBase* FunctionBase::*;
@@ -47,22 +80,26 @@ void remove(FunctionBase*& head, FunctionBase& item, Link previous, Link next) {
 
 FunctionBase::~FunctionBase() {
     SignalBase::detach(*this);
-    for (Emission* e = t_running; e; e = e->outer)
-        if (e->current == this) e->current = nullptr;
+    for (Call* c = t_running.call; c; c = c->outer)
+        if (c->callback == this) c->callback = nullptr;
+}
+
+void FunctionBase::invoke(void* argument) {
+    const Call running(*this);
+    call(argument);
 }
 
 void FunctionBase::release() {
     delete this;
 }
 
-// Takes the callback out of both lists; running emissions pass over it.
+// Takes the callback out of both lists; running walks pass over it.
 void SignalBase::detach(FunctionBase& callback) noexcept {
     if (SignalBase* emitter = callback.emitter_) {
-        for (Emission* e = t_running; e; e = e->outer) {
-            if (e->signal != emitter) continue;
-            const bool wasLast = e->last == &callback;
-            if (e->next == &callback) e->next = wasLast ? nullptr : callback.next_;
-            if (wasLast) e->last = callback.previous_;
+        for (Walk* w = t_running.walk; w; w = w->outer) {
+            const bool wasLast = w->last == &callback;
+            if (w->next == &callback) w->next = wasLast ? nullptr : callback.next_;
+            if (wasLast) w->last = callback.previous_;
         }
         remove(emitter->callbacks_, callback, &FunctionBase::previous_, &FunctionBase::next_);
         callback.emitter_ = nullptr;
@@ -74,15 +111,13 @@ void SignalBase::detach(FunctionBase& callback) noexcept {
     }
 }
 
-// Ends a connection; the emission that is calling the callback releases it afterwards.
+// Ends a connection; a running call releases the callback afterwards.
 void SignalBase::dispose(FunctionBase& callback) {
     detach(callback);
-    if (!Emission::isCalling(callback)) callback.release();
+    if (!Call::isRunning(callback)) callback.release();
 }
 
 SignalBase::~SignalBase() {
-    for (Emission* e = t_running; e; e = e->outer)
-        if (e->signal == this) e->signal = nullptr, e->next = nullptr;
     // Destructors of callbacks may end further connections: look at the heads again each time.
     while (owned_) dispose(*owned_);
     while (callbacks_) dispose(*callbacks_);
@@ -102,47 +137,13 @@ void SignalBase::addCallback(FunctionBase* callback, SignalBase& owner) {
     append(owner.owned_, *callback, &FunctionBase::ownedPrevious_, &FunctionBase::ownedNext_);
 }
 
-void SignalBase::emitToAll(void* argument) {
-    // The signal may be gone after any call; from here on only the emission looks at it.
-    Emission emission(*this, callbacks_, callbacks_->previous_);
-    do emission.current->call(argument);
-    while (emission.advance());
-}
-
-Emission::Emission(SignalBase& emitter, FunctionBase* first, FunctionBase* newest)
-    : outer(t_running),
-      signal(&emitter),
-      current(first),
-      next(first == newest ? nullptr : first->next_),
-      last(newest) {
-    t_running = this;
-}
-
-// Runs for exceptions too.
-Emission::~Emission() {
-    t_running = outer;
-    if (current && !current->emitter_) leave();
-}
-
-bool Emission::enterNext() {
-    leave();
-    if (!next) return false;
-    current = next;
-    next = current == last ? nullptr : current->next_;
-    return true;
-}
-
-// Releases the callback if its connection has ended and no emission is calling it any more.
-void Emission::leave() {
-    FunctionBase* callback = current;
-    current = nullptr;
-    if (callback && !callback->emitter_ && !isCalling(*callback)) callback->release();
-}
-
-bool Emission::isCalling(const FunctionBase& callback) {
-    for (const Emission* e = t_running; e; e = e->outer)
-        if (e->current == &callback) return true;
-    return false;
+// The signal may be gone after any call; from there on only the walk knows what is left.
+void SignalBase::emitToSeveral(void* argument) {
+    for (Walk walk(*callbacks_, *callbacks_->previous_); walk.next;) {
+        FunctionBase& now = *walk.next;
+        walk.next = &now == walk.last ? nullptr : now.next_;
+        now.invoke(argument);
+    }
 }
 
 int SignalBase::numCallbacks() const noexcept {

@@ -3,12 +3,28 @@
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
+#include <mutex>
 #include <new>
 #include <utility>
 
 #include "Base/zo_tcp.h"
 #include "libBase/zoTCP/system.h"
 
+namespace kelvo::zotcp {
+
+// Stands for a socket that collects writes, for the thread that wrote them. Marks are used again and
+// never freed: a thread may look at its mark at any time, and finds another id when the socket has
+// been destroyed by another thread.
+struct CollectingMark {
+    std::mutex mutex;  // held while a thread sends for `socket`, which cannot go meanwhile
+    zoTCP::Socket* socket = nullptr;  // borrowed; null: free
+    std::uint64_t id = 0;             // of this use; no two are equal
+    CollectingMark* next = nullptr;   // when free
+};
+
+}  // namespace kelvo::zotcp
+
+using kelvo::zotcp::CollectingMark;
 using kelvo::zotcp::Patience;
 using zoString::CString;
 using zoUtil::Error;
@@ -22,9 +38,49 @@ constexpr std::size_t kAheadCapacity = 8 << 10;
 // A peer that announces a long text gets memory as its bytes come, doubled each time.
 constexpr std::size_t kTextAtFirst = 64 << 10;
 
-// The one socket of this thread that has collected writes, borrowed. Whoever waits at another
-// socket may wait for what these bytes bring about, so they leave first.
-thread_local Socket* t_collecting = nullptr;
+// The one socket of this thread that has collected writes. Whoever waits at another socket may wait
+// for what these bytes bring about, so they leave first. Nothing when `id` is 0; the socket may have
+// been destroyed by another thread, which the mark knows.
+struct Collecting {
+    std::uint64_t id;
+    CollectingMark* mark;
+};
+thread_local Collecting t_collecting = {0, nullptr};
+
+// Whether this thread has written to the socket with this mark last.
+bool isCollecting(std::uint64_t markId) {
+    return markId != 0 && t_collecting.id == markId;
+}
+
+// Marks that no socket has, and the id given last. Lives for the process.
+struct Marks {
+    std::mutex mutex;
+    CollectingMark* free = nullptr;
+    std::uint64_t lastId = 0;
+};
+constinit Marks g_marks;
+
+// Throws std::bad_alloc.
+CollectingMark* takeMark(Socket& socket) {
+    const std::lock_guard<std::mutex> all(g_marks.mutex);
+    CollectingMark* mark = g_marks.free ? g_marks.free : new CollectingMark;
+    g_marks.free = mark->next;
+    const std::lock_guard<std::mutex> one(mark->mutex);
+    mark->socket = &socket;
+    mark->id = ++g_marks.lastId;
+    return mark;
+}
+
+// Waits while another thread sends for the socket.
+void giveBack(CollectingMark& mark) noexcept {
+    {
+        const std::lock_guard<std::mutex> one(mark.mutex);
+        mark.socket = nullptr;
+        mark.id = 0;
+    }
+    const std::lock_guard<std::mutex> all(g_marks.mutex);
+    mark.next = std::exchange(g_marks.free, &mark);
+}
 
 Error transferError(const char* what, int code) {
     return Error(code, "cannot %s: %s", what, std::strerror(code));
@@ -52,6 +108,7 @@ Socket::~Socket() {
 }
 
 void Socket::attach(int descriptor) noexcept {
+    if (mark_) giveBack(*std::exchange(mark_, nullptr));
     if (descriptor_ >= 0) {
         if (!failure_ && !collected_.empty())
             kelvo::zotcp::sendAtOnce(descriptor_, collected_.data(), collected_.size());
@@ -60,6 +117,7 @@ void Socket::attach(int descriptor) noexcept {
     descriptor_ = descriptor;
     failure_ = Error();
     dropCollected();
+    markId_ = 0;
     aheadNext_ = aheadEnd_ = 0;
     if (descriptor_ >= 0) kelvo::zotcp::sendSegmentsAtOnce(descriptor_);
 }
@@ -78,22 +136,25 @@ Error Socket::fail(Error error) {
 
 void Socket::dropCollected() noexcept {
     collected_.clear();
-    if (t_collecting == this) t_collecting = nullptr;
+    if (isCollecting(markId_)) t_collecting.id = 0;
 }
 
 // Failures show when that socket is used next.
 void Socket::sendForOthers(const Socket* self) {
-    if (t_collecting != nullptr && t_collecting != self)
-        static_cast<void>(t_collecting->sendCollected());
+    if (t_collecting.id == 0 || (self && isCollecting(self->markId_))) return;
+    const Collecting other = std::exchange(t_collecting, {0, nullptr});
+    const std::lock_guard<std::mutex> stays(other.mark->mutex);
+    if (other.mark->id == other.id) static_cast<void>(other.mark->socket->sendCollected());
 }
 
 // A message that breaks off for want of memory would be continued by the next one.
 Error Socket::collect(const char* bytes, std::size_t count) {
     try {
         if (collected_.capacity() < kCollectAtFirst) collected_.reserve(kCollectAtFirst);
+        if (!mark_) mark_ = takeMark(*this), markId_ = mark_->id;
         sendForOthers(this);
         collected_.append(bytes, count);
-        t_collecting = this;
+        t_collecting = {markId_, mark_};
         return Error();
     } catch (const std::bad_alloc&) {
         return fail(transferError("send", ENOMEM));
@@ -171,7 +232,7 @@ Error Socket::read(void* buffer, int count, int flags) {
 }
 
 Error Socket::write(const void* buffer, int count, int flags) {
-    if (count > 0 && flags == 0 && buffer != nullptr && t_collecting == this &&
+    if (count > 0 && flags == 0 && buffer != nullptr && isCollecting(markId_) &&
         static_cast<std::size_t>(count) <= collected_.capacity() - collected_.size() &&
         static_cast<std::size_t>(count) + collected_.size() <= kCollectAtMost) {
         collected_.append(static_cast<const char*>(buffer), static_cast<std::size_t>(count));

@@ -22,10 +22,7 @@ Group* History::insert(Group* group) {
     if (!group || group->history_) return nullptr;
     std::unique_ptr<Group> given(group);
     if (playing_) return nullptr;
-    if (done_ == groups_.size())
-        groups_.push_back(group);
-    else
-        groups_.insert(groups_.begin() + static_cast<std::ptrdiff_t>(done_), group);
+    groups_.insert(done_, group);
     given.release();
     ++done_;
     group->history_ = this;
@@ -68,8 +65,7 @@ void History::forget(Group& group) {
 }
 
 void History::take(Range range, Groups& taken) {
-    const auto begin = groups_.begin() + static_cast<std::ptrdiff_t>(range.begin);
-    const auto end = groups_.begin() + static_cast<std::ptrdiff_t>(range.end);
+    const auto begin = groups_.at(range.begin), end = groups_.at(range.end);
     taken.insert(taken.end(), begin, end);
     for (auto g = begin; g != end; ++g) {
         bytes_ -= (*g)->bytes_;
@@ -79,7 +75,7 @@ void History::take(Range range, Groups& taken) {
     // What was one step with the first of them begins a step now, unless that one was joined too.
     if (end != groups_.end() && range.begin != range.end && !(*begin)->joined_)
         (*end)->joined_ = false;
-    groups_.erase(begin, end);
+    groups_.erase(range.begin, range.end);
     if (range.begin < done_) done_ -= std::min(range.end, done_) - range.begin;
     if (partial_) partial_ = done_ > 0 && hasRest(lastDoneStep());
 }
@@ -109,15 +105,18 @@ History::Commands History::inOrder(const Groups& groups) {
 
 History::Range History::lastDoneStep() const {
     Range step = {done_, done_};
-    for (auto g = at(done_); step.begin > 0 && (!step.filled || (*g)->joined_); --step.begin)
-        if ((*--g)->count_ > 0) ++step.filled, step.last = *g;
+    for (const Group* after = nullptr; step.begin > 0 && (!step.filled || after->joined_);) {
+        Group* const group = groups_[--step.begin];
+        if (group->count_ > 0) ++step.filled, step.last = group;
+        after = group;
+    }
     return step;
 }
 
 History::Range History::firstUndoneStep() const {
     Range step = {done_, done_};
-    for (auto g = at(done_); g != groups_.end() && (!step.filled || (*g)->joined_); ++g, ++step.end)
-        if ((*g)->count_ > 0) ++step.filled, step.last = *g;
+    for (; step.end < groups_.size() && (!step.filled || groups_[step.end]->joined_); ++step.end)
+        if (groups_[step.end]->count_ > 0) ++step.filled, step.last = groups_[step.end];
     return step;
 }
 
@@ -181,7 +180,7 @@ void History::takeUndone(Group& recording, Dropped& dropped) {
     takeUndoneCommands(recording, dropped);
     recording.history_ = this;
     recording.joined_ = false;
-    groups_.push_back(&recording);
+    groups_.insert(done_, &recording);
     ++done_;
     bytes_ += recording.bytes_;
     ++filled_;

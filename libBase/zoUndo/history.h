@@ -4,7 +4,6 @@
 #include <boost/container/small_vector.hpp>
 #include <cstddef>
 #include <cstdint>
-#include <deque>
 #include <limits>
 #include <memory>
 #include <vector>
@@ -18,6 +17,32 @@ enum class Phase : std::uint8_t { kNew, kDone, kUndone };
 
 /// commit() for a command that nobody can undo, then its end.
 void commitAndDelete(zoUndo::Command* command) noexcept;
+
+/// Groups in a row. Taking them off at the front is as cheap as at the back.
+class Row {
+  public:
+    using Iterator = std::vector<zoUndo::Group*>::iterator;
+
+    bool empty() const { return size() == 0; }
+    std::size_t size() const { return slots_.size() - front_; }
+    zoUndo::Group* operator[](std::size_t index) const { return slots_[front_ + index]; }
+    Iterator at(std::size_t index) {
+        return slots_.begin() + static_cast<std::ptrdiff_t>(front_ + index);
+    }
+    Iterator begin() { return at(0); }
+    Iterator end() { return slots_.end(); }
+    void insert(std::size_t index, zoUndo::Group* group) { slots_.insert(at(index), group); }
+    void erase(std::size_t begin, std::size_t end) {
+        if (begin > 0)
+            slots_.erase(at(begin), at(end));
+        else if (front_ += end; front_ > slots_.size() / 2)
+            slots_.erase(slots_.begin(), at(0)), front_ = 0;
+    }
+
+  private:
+    std::vector<zoUndo::Group*> slots_;
+    std::size_t front_ = 0;  // slots before it are no longer used: at most half of them
+};
 
 /// Groups in the order of their age. The done side, groups_[0, done_), can be undone; the rest can
 /// be redone, groups_[done_] first. Invariants:
@@ -88,23 +113,27 @@ class History {
         std::vector<std::unique_ptr<zoUndo::Command>> commands;  // undone ones
     };
 
-    auto at(std::size_t index) const {
-        return groups_.begin() + static_cast<std::ptrdiff_t>(index);
-    }
     Range lastDoneStep() const;
     Range firstUndoneStep() const;
+    Range stepTowards(bool undoing) const {
+        return undoing || partial_ ? lastDoneStep() : firstUndoneStep();
+    }
     bool anyFilled(Range range) const;
     zoString::CString stepName(Range step) const;
     bool hasRest(Range step) const;
     /// All commands of the groups in the order of recording.
     static Commands inOrder(const Groups& groups);
 
-    bool play(const Range& step, bool undoing);
-    bool playGroups(const Range& step, bool undoing);
-    bool playGroup(zoUndo::Group& group, bool undoing);
+    template <bool undoing>
+    bool playGroup(zoUndo::Group& group);
+    template <bool undoing>
+    bool playCommands(zoUndo::Command& first);
     bool playOne(zoUndo::Command& command, bool undoing);
-    void settle(const Range& step);
-    void finishPlay();
+    [[gnu::cold]] bool stop(bool undoing);
+    [[gnu::noinline]] bool playStep(bool undoing);
+    bool playGroups(Range step, bool undoing, int& played);
+    void settle(Range step);
+    [[gnu::noinline]] void finish(bool played);
 
     void enter(zoUndo::Group& group, zoUndo::Command& command);
     void takeUndone(zoUndo::Group& recording, Dropped& dropped);
@@ -120,11 +149,10 @@ class History {
     static constexpr std::uint64_t kNever = std::numeric_limits<std::uint64_t>::max();
 
     zoUndo::Manager& manager_;
-    std::deque<zoUndo::Group*> groups_;  // owned
+    Row groups_;  // owned
     std::size_t done_ = 0;
     bool partial_ = false;  // the last done step has an undone rest
     bool playing_ = false;
-    bool played_ = false;  // the last playback has changed something
     std::int64_t bytes_ = 0;
     int filled_ = 0;  // groups that hold commands
     std::int64_t byteLimit_ = 0;

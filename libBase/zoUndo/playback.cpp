@@ -7,28 +7,92 @@ using zoUndo::Group;
 
 namespace kelvo::zo_undo {
 
+// Most steps are one group, all of it done or all of it undone. What such a step takes beside its
+// commands is what every undo and redo of an application waits for.
+
 bool History::undo() {
     if (playing_) return false;
-    const Range step = lastDoneStep();
-    return step.filled > 0 && play(step, true);
+    if (!partial_ && done_ > 0) {
+        Group& newest = *groups_[done_ - 1];
+        if (newest.count_ > 0 && !newest.joined_) return playGroup<true>(newest);
+    }
+    return playStep(true);
 }
 
 bool History::redo() {
     if (playing_) return false;
-    const Range step = partial_ ? lastDoneStep() : firstUndoneStep();
-    return step.filled > 0 && play(step, false);
+    if (!partial_ && done_ < groups_.size()) {
+        Group& oldest = *groups_[done_];
+        const bool alone = done_ + 1 == groups_.size() || !groups_[done_ + 1]->joined_;
+        if (oldest.count_ > 0 && alone) return playGroup<false>(oldest);
+    }
+    return playStep(false);
 }
 
-bool History::play(const Range& step, bool undoing) {
+template <bool undoing>
+inline bool History::playGroup(Group& group) {
     playing_ = true;
-    played_ = false;
     bool whole = false;
     try {
         manager_.creationDisable_.emitValue(true);
-        whole = step.filled == 1 ? playGroup(*step.last, undoing) : playGroups(step, undoing);
+        whole = playCommands<undoing>(*group.commands_);
+    } catch (...) {
+        stop(undoing);
+        throw;
+    }
+    if (!whole) return stop(undoing);
+    undoing ? --done_ : ++done_;
+    playing_ = false;
+    manager_.creationDisable_.emitValue(false);
+    changed();
+    return true;
+}
+
+template <bool undoing>
+inline bool History::playCommands(Command& first) {
+    for (Command* c = undoing ? first.previous_ : &first;;) {
+        if (!playOne(*c, undoing)) return false;
+        if (undoing ? c == &first : !c->next_) return true;
+        c = undoing ? c->previous_ : c->next_;
+    }
+}
+
+inline bool History::playOne(Command& command, bool undoing) {
+    if (!(undoing ? command.undo() : command.redo())) return false;
+    command.phase_ = undoing ? Phase::kUndone : Phase::kDone;
+    state_ = undoing ? command.before_ : command.serial_;
+    return true;
+}
+
+// Ends a playback of a whole group that has not come to its end. False.
+bool History::stop(bool undoing) {
+    const Command& first = *groups_[undoing ? done_ - 1 : done_]->commands_;
+    const bool played =
+        undoing ? first.previous_->phase_ == Phase::kUndone : first.phase_ == Phase::kDone;
+    settle(stepTowards(undoing));
+    finish(played);
+    return false;
+}
+
+void History::finish(bool played) {
+    playing_ = false;
+    manager_.creationDisable_.emitValue(false);
+    if (played) changed();
+}
+
+// Steps of several groups, with empty groups around them, or played in part before.
+bool History::playStep(bool undoing) {
+    const Range step = stepTowards(undoing);
+    if (step.filled == 0) return false;
+    playing_ = true;
+    int played = 0;
+    bool whole = false;
+    try {
+        manager_.creationDisable_.emitValue(true);
+        whole = playGroups(step, undoing, played);
     } catch (...) {
         settle(step);
-        finishPlay();
+        finish(played > 0);
         throw;
     }
     if (whole) {
@@ -37,45 +101,24 @@ bool History::play(const Range& step, bool undoing) {
     } else {
         settle(step);
     }
-    finishPlay();
+    finish(played > 0);
     return whole;
 }
 
-bool History::playGroups(const Range& step, bool undoing) {
-    const auto first = groups_.begin();
-    Commands commands = inOrder(Groups(first + static_cast<std::ptrdiff_t>(step.begin),
-                                       first + static_cast<std::ptrdiff_t>(step.end)));
+bool History::playGroups(Range step, bool undoing, int& played) {
+    Commands commands = inOrder(Groups(groups_.at(step.begin), groups_.at(step.end)));
     if (undoing) std::reverse(commands.begin(), commands.end());
-    return std::all_of(commands.begin(), commands.end(),
-                       [&](Command* c) { return playOne(*c, undoing); });
-}
-
-bool History::playGroup(Group& group, bool undoing) {
-    Command* const first = group.commands_;
-    if (!undoing) {
-        for (Command* c = first; c; c = c->next_)
-            if (!playOne(*c, undoing)) return false;
-        return true;
-    }
-    for (Command* c = first->previous_;; c = c->previous_) {
+    const auto there = undoing ? Phase::kUndone : Phase::kDone;
+    for (Command* c : commands) {
+        if (c->phase_ == there) continue;
         if (!playOne(*c, undoing)) return false;
-        if (c == first) return true;
+        ++played;
     }
-}
-
-// Commands that are where the playback leads are passed over: part of the step was played before.
-bool History::playOne(Command& command, bool undoing) {
-    const auto target = undoing ? Phase::kUndone : Phase::kDone;
-    if (command.phase_ == target) return true;
-    if (!(undoing ? command.undo() : command.redo())) return false;
-    command.phase_ = target;
-    state_ = undoing ? command.before_ : command.serial_;
-    played_ = true;
     return true;
 }
 
 // Where the history stands after a playback that did not come to its end.
-void History::settle(const Range& step) {
+void History::settle(Range step) {
     bool anyDone = false, anyUndone = false;
     for (std::size_t i = step.begin; i < step.end; ++i)
         if (const Command* first = groups_[i]->commands_) {
@@ -84,12 +127,6 @@ void History::settle(const Range& step) {
         }
     done_ = anyDone ? step.end : step.begin;
     partial_ = anyDone && anyUndone;
-}
-
-void History::finishPlay() {
-    playing_ = false;
-    manager_.creationDisable_.emitValue(false);
-    if (played_) changed();
 }
 
 zoString::CString History::undoName() const {

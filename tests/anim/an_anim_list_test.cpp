@@ -20,7 +20,7 @@ namespace {
 class ItemLists : public testing::Test {
   protected:
     void TearDown() override { EXPECT_EQ(before_, MA_liveBlocks()); }
-    int status = -1;
+    Status status;
 
   private:
     const long before_ = MA_liveBlocks();
@@ -34,26 +34,21 @@ void* const kC = &g_objects[2];
 TEST_F(ItemLists, HoldEachObjectOnce) {
     for (const Kind& kind : kKinds) {
         DS list = handMade(kind);
-        EXPECT_EQ(nullptr, AN_is_item_in_item_list(kA, &list, &status));
-        EXPECT_EQ(0, status) << "an empty list is no failure";
-        EXPECT_EQ(1, AN_add_to_item_list(4, kA, &list, &status));
-        EXPECT_EQ(0, status);
-        EXPECT_EQ(0, AN_add_to_item_list(5, kA, &list, &status));
-        EXPECT_EQ(0, status);
+        status.expect(nullptr, 0, AN_is_item_in_item_list(kA, &list, status));  // empty: no failure
+        status.expect(1, 0, AN_add_to_item_list(4, kA, &list, status));
+        status.expect(0, 0, AN_add_to_item_list(5, kA, &list, status));
         EXPECT_EQ(1, AN_add_to_item_list(6, kB, &list, nullptr));
-        EXPECT_EQ(2, Ds_enumerate(&list, &status));
-        AN_item* a = AN_is_item_in_item_list(kA, &list, &status);
+        EXPECT_EQ(2, Ds_enumerate(&list, status));
+        AN_item* a = AN_is_item_in_item_list(kA, &list, status);
         ASSERT_NE(nullptr, a);
         EXPECT_EQ(4, a->type);
         EXPECT_EQ(nullptr, a->next);
         const AN_item key = {6, kB, nullptr};
         EXPECT_NE(nullptr, list.methods->find(&list, pointer(AN_ds_item_equal),
-                                              const_cast<AN_item*>(&key), &status));
+                                              const_cast<AN_item*>(&key), status));
 
-        EXPECT_EQ(1, AN_remove_from_item_list(kC, &list, &status));
-        EXPECT_EQ(12, status);
-        EXPECT_EQ(1, AN_remove_from_item_list(kA, &list, &status));
-        EXPECT_EQ(0, status);
+        status.expect(1, 12, AN_remove_from_item_list(kC, &list, status));
+        status.expect(1, 0, AN_remove_from_item_list(kA, &list, status));
         EXPECT_EQ(1, AN_remove_from_item_list(kB, &list, nullptr));
         EXPECT_EQ(nullptr, list.data);
     }
@@ -66,56 +61,49 @@ TEST_F(ItemLists, SayWhatIsWrong) {
         DS* list;
     } rows[] = {{nullptr, &list}, {kA, nullptr}, {kA, &bare}};
     for (const auto& row : rows) {
-        EXPECT_EQ(nullptr, AN_is_item_in_item_list(row.data, row.list, &status));
-        EXPECT_EQ(1, std::exchange(status, -1));
-        EXPECT_EQ(0, AN_add_to_item_list(1, row.data, row.list, &status));
-        EXPECT_EQ(1, std::exchange(status, -1));
-        EXPECT_EQ(0, AN_remove_from_item_list(row.data, row.list, &status));
-        EXPECT_EQ(1, std::exchange(status, -1));
+        status.expect(nullptr, 1, AN_is_item_in_item_list(row.data, row.list, status));
+        status.expect(0, 1, AN_add_to_item_list(1, row.data, row.list, status));
+        status.expect(0, 1, AN_remove_from_item_list(row.data, row.list, status));
     }
     list.filter = isNothing;
-    EXPECT_EQ(0, AN_add_to_item_list(1, kA, &list, &status));
-    EXPECT_EQ(16, status);
+    status.expect(0, 16, AN_add_to_item_list(1, kA, &list, status));
     EXPECT_EQ(1, AN_add_to_item_list(1, kA, &list, nullptr));  // refused, and yet
     list.filter = nullptr;
-    EXPECT_EQ(0, Ds_enumerate(&list, &status));
+    EXPECT_EQ(0, Ds_enumerate(&list, status));
     list.comparator = nullptr;
-    EXPECT_EQ(0, AN_add_to_item_list(1, kA, &list, &status));
-    EXPECT_EQ(14, status);
-    EXPECT_EQ(1, Ds_enumerate(&list, &status));  // added, and yet
-    AN_remove_from_item_list(kA, &list, &status);
+    status.expect(0, 14, AN_add_to_item_list(1, kA, &list, status));
+    EXPECT_EQ(1, Ds_enumerate(&list, status));  // added, and yet
+    AN_remove_from_item_list(kA, &list, status);
 }
 
 TEST_F(ItemLists, FreeItemsAndChains) {
-    AN_item* item = AN_item_create_type(3, kA, 1, "f", &status);
-    EXPECT_EQ(1, AN_item_free(&item, &status));
+    AN_item* item = AN_item_create_type(3, kA, 1, "f", status);
+    EXPECT_EQ(1, AN_item_free(&item, status));
     EXPECT_EQ(nullptr, item);
-    EXPECT_EQ(1, AN_item_free(&item, &status));
-    EXPECT_EQ(0, AN_item_free(nullptr, &status));
-    EXPECT_EQ(1, status);
+    EXPECT_EQ(1, AN_item_free(&item, status));
+    status.expect(0, 1, AN_item_free(nullptr, status));
     for (int i = 0; i < 3; ++i) {
-        AN_item* first = AN_item_create_type(i, kA, 1, nullptr, &status);
+        AN_item* first = AN_item_create_type(i, kA, 1, nullptr, status);
         first->next = item;
         item = first;
     }
-    EXPECT_EQ(1, AN_item_list_free(&item, &status));
+    EXPECT_EQ(1, AN_item_list_free(&item, status));
     EXPECT_EQ(nullptr, item);
-    EXPECT_EQ(0, AN_item_list_free(nullptr, &status));
-    EXPECT_EQ(1, status);
+    status.expect(0, 1, AN_item_list_free(nullptr, status));
     const AN_item a = {1, kA, nullptr}, type = {2, kA, nullptr}, data = {1, kB, nullptr};
     EXPECT_EQ(0, AN_ds_item_equal(&a, &type) + AN_ds_item_equal(&a, &data));
     EXPECT_EQ(0, AN_ds_item_equal(&a, nullptr) + AN_ds_item_equal(nullptr, &a));
 }
 
 void printItems() {
-    int status = -1;
+    Status status;
     AN_item item = {-7, reinterpret_cast<void*>(0xAB), nullptr};
     char text[200] = {}, expected[200];
     FILE* stream = fmemopen(text, sizeof text, "w");
     AA_set_print_out(3, stream);
     AA_set_indent(1);
-    EXPECT_EQ(1, AN_print_item(&item, &status));
-    EXPECT_EQ(0, AN_print_item(nullptr, &status));
+    EXPECT_EQ(1, AN_print_item(&item, status));
+    EXPECT_EQ(0, AN_print_item(nullptr, status));
     AA_set_indent(0);
     AA_set_print_out(1, nullptr);
     std::fclose(stream);

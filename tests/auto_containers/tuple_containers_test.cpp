@@ -8,24 +8,12 @@
 #include <sstream>
 
 #include "tests/linalg/recorded_errors.h"
+#include "tests/linalg/vec_support.h"
 #include "tests/support/child_process.h"
 
 namespace {
 
 using namespace kelvo::test;
-
-DoubleVec vectorOf(std::initializer_list<double> values) {
-    return DoubleVec(values.begin(), static_cast<unsigned>(values.size()));
-}
-
-IntVec indicesOf(std::initializer_list<int> values) {
-    return IntVec(values.begin(), static_cast<unsigned>(values.size()));
-}
-
-// Elements 0, 1, 2, ...
-DoubleVec ramp(unsigned n) {
-    return DoubleVec(n, 0.0, 1.0);
-}
 
 TEST(TupleVector, Construction) {
     double flat[] = {1, 2, 3, 4};

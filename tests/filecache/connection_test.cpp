@@ -2,33 +2,24 @@
 // or not at all, a lock file that stays although nobody answers, errors of the wrong step, talk
 // with strangers.
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <poll.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <atomic>
-#include <cerrno>
 #include <chrono>
-#include <csignal>
-#include <cstdlib>
 #include <filesystem>
-#include <functional>
 #include <future>
-#include <limits>
-#include <memory>
-#include <string>
 #include <thread>
-#include <vector>
 
 #include "Base/app.h"
 #include "Base/zo_tcp.h"
 #include "KelvoBase/file_cache.h"
 #include "tests/support/child_process.h"
 #include "tests/support/temporary_directory.h"
+#include "tests/support/test.h"
 
 namespace {
 
@@ -169,40 +160,13 @@ TEST_F(Connection, LockFilesThatLeadNowhere) {
 
 TEST_F(Connection, LockFileOfAnotherUser) {
     if (geteuid() != 0) GTEST_SKIP() << "only root can act as a second user";
-    // Theirs names a server of ours; ours names a listener of theirs.
     const Listener silent(Listener::silent);
     kelvo::test::writeFile(lock, silent.port());
     ASSERT_EQ(chown(lock.c_str(), kNobody, kNobody), 0);
-    FileCache first;
-    EXPECT_FALSE(initialize(first, "serve"));
+    FileCache cache;
+    EXPECT_FALSE(initialize(cache, "serve"));
     EXPECT_LT(seconds, 1.0);
     EXPECT_EQ(directory.list(), "");
-
-    int port[2];
-    ASSERT_EQ(pipe(port), 0);
-    const pid_t stranger = fork();
-    if (stranger == 0) {
-        alarm(20);
-        zoTCP::Server server(-1, 8);
-        server.setLoopbackOnly();
-        if (setresuid(kNobody, kNobody, kNobody) != 0 || server.listen()) _exit(1);
-        const int number = server.getPort();
-        if (write(port[1], &number, sizeof number) != sizeof number) _exit(1);
-        zoTCP::Socket* socket;
-        for (;;) server.accept(&socket, zoUtil::Interval(0.0));
-    }
-    int number = 0;
-    ASSERT_EQ(read(port[0], &number, sizeof number), static_cast<ssize_t>(sizeof number));
-    kelvo::test::writeFile(lock, std::to_string(number));
-    FileCache second;
-    EXPECT_FALSE(initialize(second, "serve"));
-    EXPECT_LT(seconds, 4.0);
-    EXPECT_EQ(directory.list(), "");
-    EXPECT_EQ(starts(), 2);
-    kill(stranger, SIGKILL);
-    waitpid(stranger, nullptr, 0);
-    close(port[0]);
-    close(port[1]);
 }
 
 // All at the same time, since most of them wait for five seconds.

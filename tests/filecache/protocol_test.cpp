@@ -3,20 +3,10 @@
 // that are cut short or nonsense.
 #include "KelvoBase/file_cache_protocol.h"
 
-#include <gtest/gtest.h>
-
-#include <cerrno>
 #include <fstream>
-#include <functional>
-#include <limits>
-#include <memory>
-#include <new>
-#include <sstream>
-#include <stdexcept>
-#include <string>
-#include <vector>
 
 #include "tests/support/bare_end.h"
+#include "tests/support/test.h"
 
 namespace {
 

@@ -99,32 +99,24 @@ TEST(Points, ComparisonsUseStoredComponents) {
     EXPECT_EQ(0, nan.equivalent(nan, 1));
 }
 
-TEST(Points, RowAndColumnProducts) {
-    const T3dDblPoint p3(1, 2, 3);
-    const T4dDblPoint p4(1, 2, 3, 2);
-    const T4dDblVector v(1, 2, 3);
-    EXPECT_TRUE(p3 * kCounting == T3dDblPoint(51, 58, 65));
-    EXPECT_TRUE(p4 * kCounting == T4dDblPoint(64, 72, 80, 88));
-    EXPECT_TRUE(kCounting * p4 == T4dDblPoint(22, 54, 86, 118));
-    EXPECT_TRUE(v * kCounting == T4dDblVector(38, 44, 50));
-    EXPECT_TRUE(kCounting * v == T4dDblVector(14, 38, 62));
+TEST(Points, RowAndColumnProductsMayNameThemselves) {
+    T3dDblPoint p3(1, 2, 3);
+    T4dDblPoint p4(1, 2, 3, 2), row(p4), column(p4), pre(p4), post(p4);
+    T4dDblVector v(1, 2, 3), w(v), x(v);
     T4dDblMatrix poisoned(kCounting);
     for (unsigned i = 0; i < 4; ++i) poisoned[i][3] = std::nan("");
-    EXPECT_TRUE(p3 * poisoned == T3dDblPoint(51, 58, 65));
-    EXPECT_TRUE(v * poisoned == T4dDblVector(38, 44, 50));
-}
-
-TEST(Points, ProductsMayNameThemselves) {
-    T3dDblPoint p3(1, 2, 3);
-    EXPECT_TRUE(p3.setToProduct(p3, kCounting) == T3dDblPoint(51, 58, 65));
-    T4dDblPoint row(1, 2, 3, 2), column(row), pre(row), post(row);
-    EXPECT_TRUE(row.setToProduct(row, kCounting) == post.postmultBy(kCounting));
-    EXPECT_TRUE(row == T4dDblPoint(64, 72, 80, 88));
-    EXPECT_TRUE(column.setToProduct(kCounting, column) == pre.premultBy(kCounting));
-    EXPECT_TRUE(column == T4dDblPoint(22, 54, 86, 118));
-    T4dDblVector v(1, 2, 3), w(v), x(v);
+    EXPECT_TRUE(p3 * poisoned == T3dDblPoint(51, 58, 65) && p3 * kCounting == p3 * poisoned);
+    EXPECT_TRUE(v * poisoned == T4dDblVector(38, 44, 50) && v * kCounting == v * poisoned);
+    EXPECT_TRUE(p4 * kCounting == T4dDblPoint(64, 72, 80, 88));
+    EXPECT_TRUE(row.setToProduct(row, kCounting) == p4 * kCounting);
+    EXPECT_TRUE(post.postmultBy(kCounting) == p4 * kCounting);
+    EXPECT_TRUE(kCounting * p4 == T4dDblPoint(22, 54, 86, 118));
+    EXPECT_TRUE(column.setToProduct(kCounting, column) == kCounting * p4);
+    EXPECT_TRUE(pre.premultBy(kCounting) == kCounting * p4);
+    EXPECT_TRUE(kCounting * v == T4dDblVector(14, 38, 62));
+    EXPECT_TRUE(w.premultBy(kCounting) == kCounting * v);
     EXPECT_TRUE(v.postmultBy(kCounting) == T4dDblVector(38, 44, 50));
-    EXPECT_TRUE(w.premultBy(kCounting) == T4dDblVector(14, 38, 62));
+    EXPECT_TRUE(p3.setToProduct(p3, kCounting) == T3dDblPoint(51, 58, 65));
     EXPECT_TRUE(x.setToCrossProduct(x, T4dDblVector(4, 5, 6)) == T4dDblVector(-3, 6, -3));
 }
 

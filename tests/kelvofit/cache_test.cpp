@@ -5,34 +5,19 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <cmath>
+#include <filesystem>
 
 #include "examples/kelvofit/fit_cache.h"
 #include "program.h"
 #include "tests/support/report_capture.h"
-#include "tests/support/temporary_directory.h"
 
 namespace kelvo::test {
 namespace {
 
 namespace fs = std::filesystem;
-using Arguments = std::vector<std::string>;
 
-const std::string kTeapot = KELVOFIT_DATA "/teapot.patches";
 const char* const kFromCache = "the fit is from the cache\n";
 constexpr std::size_t kNameLength = 36;  // of a cached file
-
-// With a hole, which is filled.
-std::string waves(int count, double height) {
-    std::string text;
-    for (int i = 0; i < count; ++i) {
-        const double x = std::fmod(i * 0.7548776662, 1.0), y = std::fmod(i * 0.5698402910, 1.0);
-        if (std::hypot(x - 0.5, y - 0.5) < 0.2) continue;
-        text += std::to_string(x) + " " + std::to_string(y) + " " +
-                std::to_string(height * std::sin(9 * x) * std::cos(7 * y)) + "\n";
-    }
-    return text;
-}
 
 class KelvofitCache : public testing::Test {
   protected:
@@ -50,13 +35,10 @@ class KelvofitCache : public testing::Test {
         }
     }
 
-    Outcome run(const std::string& out, const std::string& input, Arguments arguments = {},
+    Outcome run(const std::string& out, const std::string& input, Names arguments = {},
                 bool interrupt = false) const {
         for (const char* each : {"-o", out.c_str(), input.c_str()}) arguments.push_back(each);
-        Conditions conditions;
-        conditions.cache = true;
-        conditions.interrupt = interrupt;
-        const Outcome outcome = bench.run(arguments, conditions);
+        const Outcome outcome = bench.run(arguments, {.interrupt = interrupt, .cache = true});
         EXPECT_EQ(0, outcome.code) << outcome.err;
         return outcome;
     }
@@ -72,48 +54,23 @@ class KelvofitCache : public testing::Test {
         return report + bench.read(dir + "/surface.obj") + bench.read(dir + "/net.obj") +
                bench.read(dir + "/fit.svg");
     }
-    Arguments cachedFiles() const {
-        Arguments names;
+    Names cachedFiles() const {
+        Names names;
         for (const std::string& name : bench.list("caches/kelvofit"))
             if (name.size() == kNameLength) names.push_back("caches/kelvofit/" + name);
         return names;
     }
 
     const Bench bench;
-    ScopedVariable home{"XDG_CACHE_HOME", (bench.directory() + "/caches").c_str()};
+    ScopedVariable home{"XDG_CACHE_HOME", (bench.path("caches")).c_str()};
     ScopedVariable server{"ZOCACHED_OPTIONS", "--idle-exit 1"};
 };
 
-TEST_F(KelvofitCache, GivesWhatIsComputedToTheBit) {
-    const struct {
-        std::string input;
-        Arguments arguments;
-    } kRows[] = {
-        {"a.xyz", {}},
-        {"a.xyz", {"--noise", "0.01", "--max-spans", "7"}},
-        {kTeapot, {"--noise", "0.01", "--samples", "6"}},
-    };
-    int number = 0;
-    for (const auto& row : kRows) {
-        const std::string dir = std::to_string(++number);
-        SCOPED_TRACE(row.input + " " + dir);
-        Arguments without = row.arguments;
-        without.push_back("--no-cache");
-        EXPECT_FALSE(fromCache(run(dir + "none", row.input, without)));
-        EXPECT_EQ(number > 1, bench.exists("caches"));
-        EXPECT_FALSE(fromCache(run(dir + "first", row.input, row.arguments)));
-        EXPECT_TRUE(fromCache(run(dir + "second", row.input, row.arguments)));
-        EXPECT_EQ(Json::kFalse, bench.report(dir + "first")["from_cache"].kind);
-        EXPECT_EQ(Json::kTrue, bench.report(dir + "second")["from_cache"].kind);
-        EXPECT_EQ(results(dir + "none"), results(dir + "first"));
-        EXPECT_EQ(results(dir + "none"), results(dir + "second"));
-    }
-}
-
+// A known fit differs in nothing from one that is computed.
 TEST_F(KelvofitCache, KnowsWhatAFitDependsOn) {
     const struct {
         std::string input;
-        Arguments arguments;
+        Names arguments;
         bool known;
     } kRows[] = {
         {"a.xyz", {}, false},
@@ -123,6 +80,7 @@ TEST_F(KelvofitCache, KnowsWhatAFitDependsOn) {
         {"a.xyz", {"--method", "cholesky"}, false},
         {"a.xyz", {"--noise", "0.01"}, false},
         {"a.xyz", {"--noise", "0.01", "--seed", "2"}, false},
+        {"a.xyz", {"--noise", "0.01", "--seed", "2"}, true},
         {"b.xyz", {}, false},
         {"a.xyz", {"--seed", "2"}, true},  // of no noise
         {"a.xyz", {"--scratch", "--unit", "mm"}, true},
@@ -132,12 +90,14 @@ TEST_F(KelvofitCache, KnowsWhatAFitDependsOn) {
         {kTeapot, {"--samples", "5"}, false},
         {kTeapot, {"--noise", "0.01"}, false},
         {kTeapot, {"--noise", "0.01", "--seed", "2"}, false},
+        {kTeapot, {"--noise", "0.01", "--seed", "2"}, true},
         {kTeapot, {"--tolerance", "1", "--edit", "s.edit"}, true},
     };
     for (const auto& row : kRows) {
         SCOPED_TRACE(row.input + testing::PrintToString(row.arguments));
         EXPECT_EQ(row.known, fromCache(run("out", row.input, row.arguments)));
-        Arguments without = row.arguments;
+        EXPECT_EQ(row.known ? Json::kTrue : Json::kFalse, bench.report("out")["from_cache"].kind);
+        Names without = row.arguments;
         without.push_back("--no-cache");
         run("none", row.input, without);
         EXPECT_EQ(results("none"), results("out"));
@@ -147,7 +107,7 @@ TEST_F(KelvofitCache, KnowsWhatAFitDependsOn) {
 TEST_F(KelvofitCache, DamagedFilesAreComputedAnew) {
     run("b", "b.xyz");
     const std::string other = bench.read(cachedFiles().front());
-    fs::remove(bench.directory() + "/" + cachedFiles().front());
+    fs::remove(bench.path(cachedFiles().front()));
     run("first", "a.xyz");
     ASSERT_EQ(1U, cachedFiles().size());
     const std::string whole = bench.read(cachedFiles().front());
@@ -161,18 +121,18 @@ TEST_F(KelvofitCache, DamagedFilesAreComputedAnew) {
         EXPECT_NE(std::string::npos, outcome.err.find(" was damaged and is computed anew\n"));
         EXPECT_EQ(results("first"), results("again"));
         EXPECT_TRUE(fromCache(run("last", "a.xyz")));
-        EXPECT_EQ(Arguments::size_type{1}, cachedFiles().size());
+        EXPECT_EQ(1U, cachedFiles().size());
     }
 }
 
 TEST_F(KelvofitCache, UnusableDirectoriesGetANoteAndAFit) {
     run("first", "a.xyz", {"--no-cache"});
     bench.write("file", "mine");
-    fs::create_directories(bench.directory() + "/open");
-    fs::permissions(bench.directory() + "/open", fs::perms::all);
-    fs::create_directories(bench.directory() + "/full");
-    const SmallDisk disk(bench.directory() + "/full", 4096);
-    Arguments unusable = {"file", "file/below", "open", "/proc/kelvofit", std::string(300, 'x')};
+    fs::create_directories(bench.path("open"));
+    fs::permissions(bench.path("open"), fs::perms::all);
+    fs::create_directories(bench.path("full"));
+    const SmallDisk disk(bench.path("full"), 4096);
+    Names unusable = {"file", "file/below", "open", "/proc/kelvofit", std::string(300, 'x')};
     if (disk.mounted()) unusable.push_back("full/cache");
     for (const std::string& dir : unusable)
         for (int round = 0; round < 2; ++round) {
@@ -188,8 +148,7 @@ TEST_F(KelvofitCache, UnusableDirectoriesGetANoteAndAFit) {
 
 TEST_F(KelvofitCache, LiesWhereTheUserWants) {
     EXPECT_FALSE(fromCache(run("out", "a.xyz", {"--cache-dir", "other/cache"})));
-    EXPECT_TRUE(
-        fromCache(run("out", "a.xyz", {"--cache-dir", bench.directory() + "/other/cache"})));
+    EXPECT_TRUE(fromCache(run("out", "a.xyz", {"--cache-dir", bench.path("other/cache")})));
     EXPECT_FALSE(bench.exists("caches"));
     const ScopedVariable relative("XDG_CACHE_HOME", "caches");
     const ScopedVariable none("HOME", nullptr);
@@ -204,14 +163,14 @@ TEST_F(KelvofitCache, StoppedFitsAreNotKept) {
     const Outcome outcome = run("out", "many.xyz", {"-t", "1e-12", "-s", "100"}, true);
     EXPECT_EQ(Json::kTrue, bench.report("out")["stopped"].kind) << outcome.err;
     EXPECT_TRUE(bench.exists("caches/kelvofit/lockfile.lck"));
-    EXPECT_EQ(Arguments(), cachedFiles());
+    EXPECT_EQ(Names(), cachedFiles());
 }
 
 TEST_F(KelvofitCache, NoServerProgramIsSaidOnce) {
     APP_setBinaryDirectory("/nonexistent");
     const ReportCapture capture;
     fit::Options options;
-    options.cacheDirectory = bench.directory() + "/other/cache";
+    options.cacheDirectory = bench.path("other/cache");
     fit::FitCache cache(options);
     cache.add("key", "content");
     EXPECT_FALSE(cache.find("key", [](std::string_view) { return true; }));

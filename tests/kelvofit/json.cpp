@@ -1,5 +1,7 @@
 #include "json.h"
 
+#include <boost/locale/encoding_utf.hpp>
+#include <boost/regex.hpp>
 #include <cstdlib>
 #include <cstring>
 #include <stdexcept>
@@ -76,42 +78,14 @@ class Parser {
         ++at_;
     }
 
-    void digits() {
-        if (peek() < '0' || peek() > '9') fail("no digit");
-        while (peek() >= '0' && peek() <= '9') ++at_;
-    }
-
     double figure() {
-        const std::size_t start = at_;
-        if (peek() == '-') ++at_;
-        if (peek() == '0')
-            ++at_;
-        else
-            digits();
-        if (peek() == '.') ++at_, digits();
-        if (peek() == 'e' || peek() == 'E') {
-            ++at_;
-            if (peek() == '+' || peek() == '-') ++at_;
-            digits();
-        }
-        return std::strtod(text_.c_str() + start, nullptr);
-    }
-
-    // One character of a string: copied, with the bytes that continue it.
-    void character(std::string& value) {
-        const auto first = static_cast<unsigned char>(peek());
-        if (first < 0x20) fail("control character");
-        const int more = first < 0x80   ? 0
-                         : first < 0xC2 ? -1
-                         : first < 0xE0 ? 1
-                         : first < 0xF0 ? 2
-                                        : 3;
-        if (more < 0 || first > 0xF4) fail("no UTF-8");
-        value += text_[at_++];
-        for (int k = 0; k < more; ++k) {
-            if ((static_cast<unsigned char>(peek()) & 0xC0) != 0x80) fail("no UTF-8");
-            value += text_[at_++];
-        }
+        static const boost::regex form("-?(0|[1-9][0-9]*)(\\.[0-9]+)?([eE][+-]?[0-9]+)?");
+        boost::smatch found;
+        const auto start = text_.begin() + static_cast<std::ptrdiff_t>(at_);
+        if (!boost::regex_search(start, text_.end(), found, form, boost::match_continuous))
+            fail("no value");
+        at_ += static_cast<std::size_t>(found.length());
+        return std::stod(found.str());
     }
 
     std::string text() {
@@ -119,7 +93,8 @@ class Parser {
         std::string value;
         while (peek() != '"') {
             if (peek() != '\\') {
-                character(value);
+                if (static_cast<unsigned char>(peek()) < 0x20) fail("control character");
+                value += text_[at_++];
                 continue;
             }
             ++at_;
@@ -148,6 +123,7 @@ class Parser {
 }  // namespace
 
 Json Json::parse(const std::string& text) {
+    boost::locale::conv::utf_to_utf<wchar_t>(text, boost::locale::conv::stop);
     return Parser(text).document();
 }
 

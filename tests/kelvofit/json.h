@@ -17,6 +17,7 @@ struct Json {
     /// Throws std::runtime_error with the position for anything that RFC 8259 does not allow, and
     /// for repeated keys and bytes that are no UTF-8.
     static Json parse(const std::string& text);
+    bool operator==(const Json&) const = default;
     /// The member of an object; throws std::out_of_range when there is none.
     const Json& operator[](const std::string& key) const { return members.at(key); }
 };

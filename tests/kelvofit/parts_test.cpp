@@ -182,22 +182,6 @@ TEST(Workspace, IsZeroAndWhereItWasWanted) {
     EXPECT_EQ(0, refused[999]);
 }
 
-TEST(SplineFit, IsTheSameInScratchMemory) {
-    Random random(11);
-    std::vector<Vec3> points;
-    while (points.size() < 3000) {  // with a hole, so that fairness has a part in it
-        const double x = uniform(random), y = uniform(random);
-        if (std::hypot(x, y) > 0.3) points.push_back({x, y, std::sin(3 * x) + y * y});
-    }
-    const Cloud cloud = cloudOf(points, 'z', "test");
-    const SplineFit heap = fitSpline(cloud, 17, 12);
-    const SplineFit scratch = fitSpline(cloud, 17, 12, Memory::kScratch);
-    EXPECT_LT(0, heap.weakColumns);
-    for (int i = 0; i < heap.surface.u().size(); ++i)
-        for (int j = 0; j < heap.surface.v().size(); ++j)
-            EXPECT_EQ(0, length(heap.surface.control(i, j) - scratch.surface.control(i, j)));
-}
-
 TEST(SplineFit, CoefficientsWithHardlyAnyPointsDoNotBlowUp) {
     constexpr double kSigma = 0.01;
     Random random(8);

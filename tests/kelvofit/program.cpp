@@ -1,7 +1,7 @@
 #include "program.h"
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 #include <signal.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -9,8 +9,9 @@
 
 #include <algorithm>
 #include <chrono>
-#include <fstream>
-#include <sstream>
+#include <cmath>
+#include <filesystem>
+#include <set>
 #include <thread>
 
 namespace kelvo::test {
@@ -18,16 +19,11 @@ namespace {
 
 namespace fs = std::filesystem;
 
-std::string contentOf(const fs::path& path) {
-    std::ostringstream content;
-    std::ifstream in(path, std::ios::binary);
-    if (in.peek() != std::ifstream::traits_type::eof()) content << in.rdbuf();
-    return content.str();
-}
+constexpr std::chrono::seconds kLongestRun(120);
 
 // In the child, between fork and exec.
-[[noreturn]] void becomeProgram(const fs::path& dir, const fs::path& out, const fs::path& err,
-                                const std::vector<std::string>& arguments,
+[[noreturn]] void becomeProgram(const std::string& dir, const std::string& out,
+                                const std::string& err, const Names& arguments,
                                 const Conditions& conditions) {
     std::vector<char*> argv{const_cast<char*>("kelvofit")};
     if (!conditions.cache) argv.push_back(const_cast<char*>("--no-cache"));
@@ -49,43 +45,45 @@ std::string contentOf(const fs::path& path) {
 }  // namespace
 
 Bench::Bench() {
-    std::string name = (fs::temp_directory_path() / "kelvofit-test-XXXXXX").string();
-    if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("no temporary directory");
-    dir_ = name;
-    fs::create_directory(dir_ / "work");
-}
-
-Bench::~Bench() {
-    std::error_code ignored;
-    fs::remove_all(dir_, ignored);
+    fs::create_directory(directory());
 }
 
 void Bench::write(const std::string& name, const std::string& content) const {
-    std::ofstream(dir_ / "work" / name, std::ios::binary) << content;
+    writeFile(path(name), content);
 }
 
 std::string Bench::read(const std::string& name) const {
-    return contentOf(dir_ / "work" / name);
+    return contentOf(path(name));
 }
 
 bool Bench::exists(const std::string& name) const {
-    return fs::exists(dir_ / "work" / name);
+    return fs::exists(path(name));
 }
 
-std::vector<std::string> Bench::list(const std::string& dir) const {
-    std::vector<std::string> names;
-    for (const auto& entry : fs::directory_iterator(dir_ / "work" / dir))
+Names Bench::list(const std::string& dir) const {
+    Names names;
+    for (const auto& entry : fs::directory_iterator(path(dir)))
         names.push_back(entry.path().filename().string());
     std::sort(names.begin(), names.end());
     return names;
 }
 
-Outcome Bench::run(const std::vector<std::string>& arguments, const Conditions& conditions) const {
-    const fs::path out = dir_ / "out.txt", err = dir_ / "err.txt";
+std::string Bench::everything() const {
+    std::set<std::string> files;
+    for (const auto& entry : fs::recursive_directory_iterator(directory()))
+        files.insert(entry.path().string() + "\n" +
+                     (entry.is_regular_file() ? contentOf(entry.path().string()) : ""));
+    std::string all;
+    for (const std::string& file : files) all += file + "\n";
+    return all;
+}
+
+Outcome Bench::run(const Names& arguments, const Conditions& conditions) const {
+    const std::string out = place_ / "out.txt", err = place_ / "err.txt";
     fs::remove(err);
     const pid_t child = fork();
-    if (child == 0) becomeProgram(dir_ / "work", out, err, arguments, conditions);
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(conditions.seconds);
+    if (child == 0) becomeProgram(directory(), out, err, arguments, conditions);
+    const auto end = std::chrono::steady_clock::now() + kLongestRun;
     int status = 0;
     bool interrupted = false;
     while (waitpid(child, &status, WNOHANG) == 0) {
@@ -99,6 +97,26 @@ Outcome Bench::run(const std::vector<std::string>& arguments, const Conditions& 
     return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, contentOf(out), contentOf(err)};
 }
 
+Json Bench::fit(const std::string& dir, Names arguments) const {
+    arguments.insert(arguments.begin(), {"-q", "-o", dir});
+    const Outcome outcome = run(arguments);
+    EXPECT_EQ(0, outcome.code) << outcome.err;
+    return report(dir);
+}
+
+void Bench::expectRefused(const Names& arguments, const std::string& says,
+                          const Conditions& conditions) const {
+    SCOPED_TRACE(says);
+    const std::string before = everything();
+    const Outcome outcome = run(arguments, conditions);
+    EXPECT_EQ(2, outcome.code);
+    EXPECT_EQ("", outcome.out);
+    EXPECT_EQ(0U, outcome.err.find("kelvofit: ")) << outcome.err;
+    EXPECT_EQ(outcome.err.size() - 1, outcome.err.find('\n')) << outcome.err;
+    EXPECT_THAT(outcome.err, testing::HasSubstr(says));
+    EXPECT_TRUE(before == everything()) << "files have changed";
+}
+
 Json Bench::report(const std::string& dir) const {
     const std::string text = read(dir + "/report.json");
     try {
@@ -107,6 +125,17 @@ Json Bench::report(const std::string& dir) const {
         ADD_FAILURE() << fault.what() << " in\n" << text;
         return {};
     }
+}
+
+std::string waves(int count, double height) {
+    std::string text;
+    for (int i = 0; i < count; ++i) {
+        const double x = std::fmod(i * 0.7548776662, 1.0), y = std::fmod(i * 0.5698402910, 1.0);
+        if (std::hypot(x - 0.5, y - 0.5) < 0.2) continue;
+        text += std::to_string(x) + " " + std::to_string(y) + " " +
+                std::to_string(height * std::sin(9 * x) * std::cos(7 * y)) + "\n";
+    }
+    return text;
 }
 
 }  // namespace kelvo::test

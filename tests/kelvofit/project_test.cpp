@@ -11,21 +11,21 @@
 namespace kelvo::test {
 namespace {
 
-using Names = std::vector<std::string>;
+Names inProject(Names arguments) {
+    arguments.insert(arguments.begin(), {"-q", "--project", ".", "--name", "teapot"});
+    return arguments;
+}
 
 /// The data, the bench as the directory of projects with "teapot" in it, and in that the input.
 class ProjectBench : public Bench {
   public:
     ProjectBench() {
-        const std::filesystem::path data(KELVOFIT_DATA);
-        const std::string model = (data / "teapot.patches").string();
-        run({"-q", "--project", ".", "--name", "teapot", model});
-        std::filesystem::copy(model, path("teapot/wire/input.patches"));
+        fit({kTeapot});
+        std::filesystem::copy(kTeapot, path("teapot/wire/input.patches"));
     }
-    std::string path(const std::string& name) const { return directory() + "/" + name; }
-    Outcome fit(Names arguments) const {
-        arguments.insert(arguments.begin(), {"-q", "--project", ".", "--name", "teapot"});
-        return run(arguments);
+    void fit(const Names& arguments) const {
+        const Outcome outcome = run(inProject(arguments));
+        EXPECT_EQ(0, outcome.code) << outcome.err;
     }
 };
 
@@ -49,8 +49,8 @@ TEST(KelvofitProject, PutsResultsIntoTheDirectoriesOfTheirKinds) {
     EXPECT_EQ((Names{"input.patches", "net.obj", "surface.obj"}), bench.list("teapot/wire"));
     bench.write("teapot/one.edit", "move 0 0 by 0 0 1\n");
     // The same by the form of paths that drives have, with the input and the script found there.
-    Outcome outcome = bench.run({"--project", "C:" + bench.directory() + "\\", "--name", "teapot",
-                                 "--edit", "one.edit", "input.patches"});
+    const Outcome outcome = bench.run({"--project", "C:" + bench.directory() + "\\", "--name",
+                                       "teapot", "--edit", "one.edit", "input.patches"});
     ASSERT_EQ(0, outcome.code) << outcome.err;
     EXPECT_NE(std::string::npos, outcome.out.find("results in " + bench.path("teapot/\n")));
     const Json report = bench.report("teapot");
@@ -59,20 +59,16 @@ TEST(KelvofitProject, PutsResultsIntoTheDirectoriesOfTheirKinds) {
     EXPECT_EQ(1, report["edits"]["largest_move"].number);
     EXPECT_EQ((Names{"teapot"}), bench.list());
     // A result of this run may be the input of another project, but not of this one.
-    const std::string before = bench.read("teapot/wire/net.obj");
-    outcome = bench.fit({"net.obj"});
-    EXPECT_EQ(2, outcome.code);
-    EXPECT_EQ("kelvofit: 'net.obj' would be replaced by a result\n", outcome.err);
-    EXPECT_EQ(before, bench.read("teapot/wire/net.obj"));
+    bench.expectRefused(inProject({"net.obj"}),
+                        "kelvofit: 'net.obj' would be replaced by a result\n");
     // Nor may the script be one, or a directory stand in the way of the last results.
     bench.write("teapot/report.json", "move 0 0 by 0 0 1\n");
-    outcome = bench.fit({"--edit", "report.json", "input.patches"});
-    EXPECT_EQ("kelvofit: 'report.json' would be replaced by a result\n", outcome.err);
-    EXPECT_EQ("move 0 0 by 0 0 1\n", bench.read("teapot/report.json"));
+    bench.expectRefused(inProject({"--edit", "report.json", "input.patches"}),
+                        "kelvofit: 'report.json' would be replaced by a result\n");
     bench.write("teapot/wire/net.obj", "older");
     std::filesystem::remove(bench.path("teapot/pix/fit.svg"));
     std::filesystem::create_directory(bench.path("teapot/pix/fit.svg"));
-    EXPECT_EQ(2, bench.fit({"input.patches"}).code);
+    EXPECT_EQ(2, bench.run(inProject({"input.patches"})).code);
     EXPECT_EQ("older", bench.read("teapot/wire/net.obj"));
 }
 
@@ -81,7 +77,7 @@ TEST(KelvofitProject, FramesAreASequenceThatIsFoundAgain) {
     bench.write("teapot/pix/fit.svg.2", "old");    // would be found first
     bench.write("teapot/pix/fit.svg.7.Z", "old");  // would go on
     for (const int count : {6, 3}) {
-        ASSERT_EQ(0, bench.fit({"--turntable", std::to_string(count), "input.patches"}).code);
+        bench.fit({"--turntable", std::to_string(count), "input.patches"});
         Names expected;
         for (int k = 1; k <= count; ++k) expected.push_back("fit.svg.000" + std::to_string(k));
         Names listed = bench.list("teapot/pix");
@@ -120,13 +116,7 @@ TEST(KelvofitProject, LeavesNothingBehindWhenItFails) {
         {{"--project", "p", "--name", "a", "-o", "x", "a.xyz"}, "--out is of no use with"},
     };
     bench.write("file", "");
-    for (const auto& row : kRows) {
-        SCOPED_TRACE(row.message);
-        const Outcome outcome = bench.run(row.arguments);
-        EXPECT_EQ(2, outcome.code);
-        EXPECT_NE(std::string::npos, outcome.err.find(row.message)) << outcome.err;
-        EXPECT_EQ((Names{"file"}), bench.list());
-    }
+    for (const auto& row : kRows) bench.expectRefused(row.arguments, row.message);
 }
 
 }  // namespace

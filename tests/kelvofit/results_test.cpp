@@ -1,18 +1,12 @@
 // What could break here: fits that are not what was measured, holes that blow up, folds that go
 // unnoticed or are seen in noise, files that other programs cannot read.
-#include <gtest/gtest.h>
-
-#include <cmath>
-#include <functional>
 #include <random>
-#include <sstream>
 
 #include "program.h"
+#include "tests/support/test.h"
 
 namespace kelvo::test {
 namespace {
-
-const std::string kTeapot = std::string(KELVOFIT_DATA) + "/teapot.patches";
 
 struct Point {
     double x, y, z;
@@ -65,7 +59,7 @@ ObjFile readObj(const std::string& text) {
 
 /// Whether an XML text's tags nest; texts and attributes hold no bare & or <.
 ::testing::AssertionResult wellFormed(const std::string& xml) {
-    std::vector<std::string> open;
+    Names open;
     std::size_t at = 0;
     const auto fail = [&](const char* what) {
         return ::testing::AssertionFailure() << what << " at " << at << ": " << xml.substr(at, 60);
@@ -114,8 +108,7 @@ std::vector<Point> landscape(int count, double sigma) {
 
 TEST(KelvofitPatches, TheTeapotIsRecoveredToTheLastDigits) {
     const Bench bench;
-    ASSERT_EQ(0, bench.run({"-q", "-o", "out", kTeapot}).code);
-    const Json report = bench.report("out");
+    const Json report = bench.fit("out", {kTeapot});
     EXPECT_EQ(32, report["fit"]["fitted"].number);
     EXPECT_EQ(32U, report["fit"]["control_point_errors"].items.size());
     EXPECT_EQ(32 * 16, report["fit"]["rank"].number);
@@ -140,7 +133,6 @@ TEST(KelvofitPatches, TheTeapotIsRecoveredToTheLastDigits) {
     EXPECT_EQ(32U * 8, net.lines);
 
     // The net holds the control points that the file gave, in the order of the patches.
-    std::istringstream known(bench.read("out/net.obj"));
     EXPECT_NEAR(1.4, net.points[0].x, 1e-12);
     EXPECT_NEAR(2.4, net.points[0].z, 1e-12);
 }
@@ -148,11 +140,7 @@ TEST(KelvofitPatches, TheTeapotIsRecoveredToTheLastDigits) {
 TEST(KelvofitPatches, NoiseIsRepeatableAndOfTheSizeAskedFor) {
     const Bench bench;
     const auto run = [&](const char* seed, const char* out) {
-        EXPECT_EQ(0, bench
-                         .run({"-q", "--noise", "0.01", "--samples", "20", "--seed", seed, "-o",
-                               out, kTeapot})
-                         .code);
-        return bench.report(out);
+        return bench.fit(out, {"--noise", "0.01", "--samples", "20", "--seed", seed, kTeapot});
     };
     const Json first = run("5", "a"), again = run("5", "b"), other = run("6", "c");
     const auto error = [](const Json& r) { return r["fit"]["largest_control_point_error"].number; };
@@ -174,7 +162,7 @@ TEST(KelvofitPatches, PatchesFarFromTheOriginKeepTheirDigits) {
         text << "v " << 4e6 + k / 4 << ' ' << -5e6 + k % 4 << ' ' << 0.125 * (k % 3) << '\n';
     text << "p 0 1 2 3 4 5 6 7 8 9 10 11 12 13 14 15\n";
     bench.write("a.patches", text.str());
-    ASSERT_EQ(0, bench.run({"-q", "-o", "out", "a.patches"}).code);
+    bench.fit("out", {"a.patches"});
     // Half a unit in the last place of 5e6, times what the samples leave of it.
     EXPECT_LT(bench.report("out")["fit"]["largest_control_point_error"].number, 2e-8);
 }
@@ -183,8 +171,7 @@ TEST(KelvofitScattered, NoiseStopsTheRefinementAndHolesAreFilledSmoothly) {
     constexpr double kSigma = 0.004;
     const Bench bench;
     bench.write("a.xyz", xyz(landscape(6000, kSigma)));
-    ASSERT_EQ(0, bench.run({"-q", "-o", "out", "-t", "1e-6", "a.xyz"}).code);
-    const Json report = bench.report("out");
+    const Json report = bench.fit("out", {"-t", "1e-6", "a.xyz"});
     const Json& fit = report["fit"];
     EXPECT_EQ("refining no longer helps", report["status"].string);
     EXPECT_LT(fit["u_spans"].number, 20);
@@ -206,8 +193,7 @@ TEST(KelvofitScattered, FewNoisyPointsAreNotFollowed) {
     for (int k = 0; k < 150; ++k) points.push_back({place(random), place(random), height(random)});
     const Bench bench;
     bench.write("a.xyz", xyz(points));
-    ASSERT_EQ(0, bench.run({"-q", "-o", "out", "a.xyz"}).code);
-    const Json report = bench.report("out");
+    const Json report = bench.fit("out", {"a.xyz"});
     EXPECT_EQ("refining no longer helps", report["status"].string);
     EXPECT_LE(report["fit"]["coefficients"].number, 25);
 }
@@ -215,8 +201,7 @@ TEST(KelvofitScattered, FewNoisyPointsAreNotFollowed) {
 TEST(KelvofitScattered, EmptyRegionsLeaveFreeColumnsAndTheRestIsFitted) {
     const Bench bench;
     bench.write("a.xyz", xyz(landscape(6000, 0)));
-    ASSERT_EQ(0, bench.run({"-q", "-o", "out", "-t", "5e-5", "a.xyz"}).code);
-    const Json report = bench.report("out");
+    const Json report = bench.fit("out", {"-t", "5e-5", "a.xyz"});
     const Json& fit = report["fit"];
     EXPECT_EQ("tolerance reached", report["status"].string);
     EXPECT_GT(fit["free_columns"].number, 0);
@@ -234,18 +219,15 @@ TEST(KelvofitScattered, EmptyRegionsLeaveFreeColumnsAndTheRestIsFitted) {
 TEST(KelvofitScattered, DefaultsAndLimitsHold) {
     const Bench bench;
     bench.write("a.xyz", xyz(landscape(2000, 0)));
-    ASSERT_EQ(0, bench.run({"-q", "-o", "out", "a.xyz"}).code);
-    Json report = bench.report("out");
+    Json report = bench.fit("out", {"a.xyz"});
     const double diagonal = report["input"]["diagonal"].number;
     EXPECT_NEAR(diagonal / 1000, report["deviation"]["tolerance"].number, 1e-12);
     EXPECT_EQ(Json::kTrue, report["deviation"]["within_tolerance"].kind);
-    ASSERT_EQ(0, bench.run({"-q", "-o", "out", "-t", "1e-9", "-s", "3", "a.xyz"}).code);
-    report = bench.report("out");
+    report = bench.fit("out", {"-t", "1e-9", "-s", "3", "a.xyz"});
     EXPECT_EQ("span limit reached", report["status"].string);
     EXPECT_EQ(3, report["fit"]["u_spans"].number);
     EXPECT_EQ(3, report["fit"]["v_spans"].number);
-    ASSERT_EQ(0, bench.run({"-q", "-o", "out", "-a", "z", "a.xyz"}).code);
-    report = bench.report("out");
+    report = bench.fit("out", {"-a", "z", "a.xyz"});
     EXPECT_EQ(1, report["frame"]["normal"].items[2].number);
     EXPECT_EQ(1, report["frame"]["u_axis"].items[0].number);
 }
@@ -277,12 +259,8 @@ TEST(KelvofitScattered, EveryMethodFindsTheSameSurface) {
     std::vector<Point> net;
     for (const auto& row : kRows) {
         SCOPED_TRACE(testing::Message() << row.input << " " << row.method);
-        ASSERT_EQ(0, bench
-                         .run({"-q", "-o", "out", "-t", "1e-5", "-s", "12", "--method", row.method,
-                               row.input})
-                         .code);
-        const Json report = bench.report("out");
-        const Json& fit = report["fit"];
+        const Json fit =
+            bench.fit("out", {"-t", "1e-5", "-s", "12", "--method", row.method, row.input})["fit"];
         EXPECT_EQ(row.used, fit["method"].string);
         EXPECT_EQ(row.weak, fit["weak_columns"].number > 0);
         if (std::string(row.used) == "cholesky") {
@@ -304,8 +282,7 @@ TEST(KelvofitScattered, FlatAndFewPointsAreFittedExactly) {
     for (int k = 0; k < 2; ++k) thrice.insert(thrice.end(), few.begin(), few.end());
     for (const auto& points : {few, flat, thrice}) {
         bench.write("a.xyz", xyz(points));
-        ASSERT_EQ(0, bench.run({"-q", "-o", "out", "-t", "1e-9", "a.xyz"}).code);
-        const Json report = bench.report("out");
+        const Json report = bench.fit("out", {"-t", "1e-9", "a.xyz"});
         EXPECT_EQ(1, report["fit"]["u_spans"].number);
         EXPECT_EQ(16, report["fit"]["rank"].number);
         EXPECT_LT(report["deviation"]["at_parameter"]["largest"].number, 1e-12);
@@ -392,8 +369,7 @@ TEST(KelvofitFiles, AreValidForOddNames) {
                              "broken\xFF\xC3.xyz", "back\\slash\x01.xyz"}) {
         SCOPED_TRACE(name);
         bench.write(name, content);
-        ASSERT_EQ(0, bench.run({"-q", "-o", "out", "--unit", "<mm>", name}).code);
-        const Json report = bench.report("out");
+        const Json report = bench.fit("out", {"--unit", "<mm>", name});
         const bool broken = std::string(name).find('\xFF') != std::string::npos;
         EXPECT_EQ(broken ? "broken\xEF\xBF\xBD\xEF\xBF\xBD.xyz" : std::string(name),
                   report["input"]["file"].string);
@@ -408,12 +384,12 @@ TEST(KelvofitFiles, AreValidForOddNames) {
 TEST(KelvofitFiles, ThePictureOfManyPointsStaysSmall) {
     const Bench bench;
     bench.write("a.xyz", xyz(landscape(10000, 0.002)));
-    ASSERT_EQ(0, bench.run({"-q", "-o", "out", "-t", "1e-9", "a.xyz"}).code);
+    bench.fit("out", {"-t", "1e-9", "a.xyz"});
     const std::string svg = bench.read("out/fit.svg");
     EXPECT_TRUE(wellFormed(svg));
     EXPECT_LT(svg.size(), 2000000U);
     EXPECT_NE(std::string::npos, svg.find("points shown"));
-    ASSERT_EQ(0, bench.run({"-q", "-o", "out", kTeapot}).code);
+    bench.fit("out", {kTeapot});
     EXPECT_TRUE(wellFormed(bench.read("out/fit.svg")));
     EXPECT_LT(bench.read("out/fit.svg").size(), 2000000U);
 }

@@ -2,13 +2,10 @@
 // places.
 #include "Base/app.h"
 
-#include <gtest/gtest.h>
-
-#include <cstdlib>
 #include <filesystem>
-#include <string>
 
 #include "Base/zo_os_filename.h"
+#include "tests/support/test.h"
 
 namespace {
 

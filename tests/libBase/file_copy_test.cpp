@@ -1,14 +1,11 @@
 // What could break: a target that is half written or lost, a file copied onto itself, times, modes
 // and holes that change on the way, temporary files that stay.
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <atomic>
-#include <cerrno>
-#include <string>
 #include <thread>
 
 #include "Base/zo_os_file.h"
@@ -16,13 +13,12 @@
 #include "Base/zo_os_view.h"
 #include "tests/support/child_process.h"
 #include "tests/support/temporary_directory.h"
+#include "tests/support/test.h"
 
 namespace {
 
-using kelvo::test::contentOf;
-using kelvo::test::SmallDisk;
-using kelvo::test::TemporaryDirectory;
-using kelvo::test::writeFile;
+using namespace kelvo::test;
+using FileCopy = InDirectory;
 
 struct stat statusOf(const std::string& path) {
     struct stat status {};
@@ -36,8 +32,7 @@ int copyCode(const std::string& from, const std::string& to, bool overwrite) {
     return error.code();
 }
 
-TEST(FileCopy, KeepsContentModeAndTimes) {
-    const TemporaryDirectory directory;
+TEST_F(FileCopy, KeepsContentModeAndTimes) {
     const timespec times[] = {{1000000000, 123456789}, {1100000000, 987654321}};
     std::string content;
     for (const std::size_t size : {0u, 1u, 4095u, 4096u, 70000u, 3000001u}) {
@@ -56,8 +51,7 @@ TEST(FileCopy, KeepsContentModeAndTimes) {
     }
 }
 
-TEST(FileCopy, KeepsHoles) {
-    const TemporaryDirectory directory;
+TEST_F(FileCopy, KeepsHoles) {
     const int file = open((directory / "from").c_str(), O_RDWR | O_CREAT, 0600);
     ASSERT_EQ(3, pwrite(file, "abc", 3, 20 << 20));
     ASSERT_EQ(0, ftruncate(file, 50 << 20));
@@ -69,8 +63,7 @@ TEST(FileCopy, KeepsHoles) {
 }
 
 // These differ in what they answer when they are asked for data and holes.
-TEST(FileCopy, ReadsFilesThatTellNoSize) {
-    const TemporaryDirectory directory;
+TEST_F(FileCopy, ReadsFilesThatTellNoSize) {
     for (const char* file : {"/proc/version", "/proc/self/cmdline", "/proc/sys/kernel/ostype",
                              "/sys/devices/system/cpu/possible"}) {
         SCOPED_TRACE(file);
@@ -81,8 +74,7 @@ TEST(FileCopy, ReadsFilesThatTellNoSize) {
 }
 
 // So nothing can stay when the process dies meanwhile.
-TEST(FileCopy, HasNoNameBeforeItIsComplete) {
-    const TemporaryDirectory directory;
+TEST_F(FileCopy, HasNoNameBeforeItIsComplete) {
     const int unnamed = open(directory.path().c_str(), O_RDWR | O_TMPFILE, 0600);
     if (unnamed < 0) GTEST_SKIP() << "the file system has no files without a name";
     close(unnamed);
@@ -104,8 +96,7 @@ TEST(FileCopy, HasNoNameBeforeItIsComplete) {
     EXPECT_EQ("", wrong);
 }
 
-TEST(FileCopy, RefusesAndLeavesAllAsItWas) {
-    const TemporaryDirectory directory;
+TEST_F(FileCopy, RefusesAndLeavesAllAsItWas) {
     writeFile(directory / "a", "content");
     writeFile(directory / "other", "other");
     mkfifo((directory / "pipe").c_str(), 0600);
@@ -139,8 +130,7 @@ TEST(FileCopy, RefusesAndLeavesAllAsItWas) {
     EXPECT_EQ(ENOENT, zoOS::fileCopy((directory / "a").c_str(), nullptr, true).code());
 }
 
-TEST(FileCopy, ReplacesTheFileBehindALink) {
-    const TemporaryDirectory directory;
+TEST_F(FileCopy, ReplacesTheFileBehindALink) {
     writeFile(directory / "a", "new");
     ASSERT_EQ(0, mkdir((directory / "d").c_str(), 0700));
     writeFile(directory / "d/b", "old");
@@ -154,8 +144,7 @@ TEST(FileCopy, ReplacesTheFileBehindALink) {
     EXPECT_EQ("new", contentOf(directory / "dangling"));
 }
 
-TEST(FileCopy, ReadersSeeTheOldOrTheNewContent) {
-    const TemporaryDirectory directory;
+TEST_F(FileCopy, ReadersSeeTheOldOrTheNewContent) {
     const std::string contents[] = {std::string(200000, 'a'), std::string(300000, 'b')};
     for (const auto& content : contents) writeFile(directory / content.substr(0, 1), content);
     writeFile(directory / "to", contents[0]);
@@ -176,8 +165,7 @@ TEST(FileCopy, ReadersSeeTheOldOrTheNewContent) {
     EXPECT_LT(0, seen);
 }
 
-TEST(FileCopy, ALimitOfFileSizesIsAnError) {
-    const TemporaryDirectory directory;
+TEST_F(FileCopy, ALimitOfFileSizesIsAnError) {
     writeFile(directory / "large", std::string(300000, 'x'));
     writeFile(directory / "to", "before");
     EXPECT_TRUE(kelvo::test::passesInChild([&] {
@@ -196,8 +184,7 @@ TEST(FileCopy, ALimitOfFileSizesIsAnError) {
     EXPECT_EQ("large to", directory.list());
 }
 
-TEST(FileCopy, AFullDiskLeavesTheTarget) {
-    const TemporaryDirectory directory;
+TEST_F(FileCopy, AFullDiskLeavesTheTarget) {
     ASSERT_EQ(0, mkdir((directory / "small").c_str(), 0700));
     const SmallDisk disk(directory / "small", 1 << 20);
     if (!disk.mounted()) GTEST_SKIP() << "needs the right to mount a file system";

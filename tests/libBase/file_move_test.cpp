@@ -1,25 +1,21 @@
 // What could break: a file that is gone from one place and not in the other, targets replaced
 // unasked, a move onto itself that leaves nothing.
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <atomic>
-#include <cerrno>
-#include <string>
 #include <thread>
 
 #include "Base/zo_os_file.h"
 #include "tests/support/temporary_directory.h"
+#include "tests/support/test.h"
 
 namespace {
 
-using kelvo::test::contentOf;
-using kelvo::test::SmallDisk;
-using kelvo::test::TemporaryDirectory;
-using kelvo::test::writeFile;
+using namespace kelvo::test;
+using FileMove = InDirectory;
 
 int moveCode(const std::string& from, const std::string& to, bool overwrite) {
     const zoUtil::Error error = zoOS::fileMove(from.c_str(), to.c_str(), overwrite);
@@ -46,8 +42,7 @@ void expectMoves(const TemporaryDirectory& directory, const std::string& to) {
     EXPECT_EQ(std::string::npos, directory.list().find_first_of("al")) << directory.list();
 }
 
-TEST(FileMove, RenamesWithinAFileSystem) {
-    const TemporaryDirectory directory;
+TEST_F(FileMove, RenamesWithinAFileSystem) {
     ASSERT_EQ(0, mkdir((directory / "t").c_str(), 0700));
     expectMoves(directory, directory / "t");
     EXPECT_EQ(0, moveCode(directory / "t", directory / "u", false));
@@ -60,8 +55,7 @@ TEST(FileMove, RenamesWithinAFileSystem) {
     EXPECT_EQ("b link", directory.list("u"));
 }
 
-TEST(FileMove, RefusesAFileOntoItself) {
-    const TemporaryDirectory directory;
+TEST_F(FileMove, RefusesAFileOntoItself) {
     writeFile(directory / "a", "content");
     ASSERT_EQ(0, link((directory / "a").c_str(), (directory / "hard").c_str()));
     ASSERT_EQ(0, symlink("a", (directory / "soft").c_str()));

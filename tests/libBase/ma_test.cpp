@@ -2,14 +2,10 @@
 // it grows and entries leave it; a failure that comes one allocation early or late.
 #include "Base/ma.h"
 
-#include <gtest/gtest.h>
-
-#include <cstdint>
-#include <cstdlib>
-#include <cstring>
 #include <random>
 #include <thread>
-#include <vector>
+
+#include "tests/support/test.h"
 
 namespace {
 

@@ -1,18 +1,13 @@
 // What could break: blocks that overlap or lose their content when they move, handles that name
 // another block, a full disk that kills, files that are destroyed or stay.
-#include <gtest/gtest.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 
-#include <cerrno>
-#include <cstring>
-#include <map>
 #include <random>
-#include <string>
-#include <vector>
 
 #include "Base/zo_os_moveable_memory.h"
 #include "tests/support/temporary_directory.h"
+#include "tests/support/test.h"
 
 namespace {
 
@@ -20,6 +15,8 @@ using kelvo::test::TemporaryDirectory;
 using zoOS::MoveableMemory;
 using zoString::IString;
 using Handle = MoveableMemory::Handle;
+using MoveableMemoryFiles = kelvo::test::InDirectory;
+using MoveableBlocks = kelvo::test::InDirectory;
 
 constexpr std::uint64_t kMiB = std::uint64_t{1} << 20;
 
@@ -27,8 +24,7 @@ bool initialize(MoveableMemory& memory, const std::string& directory, const char
     return memory.initializeFiles(IString(directory.c_str()), IString(name));
 }
 
-TEST(MoveableMemoryFiles, MakesItsFileAndTakesItAway) {
-    const TemporaryDirectory directory;
+TEST_F(MoveableMemoryFiles, MakesItsFileAndTakesItAway) {
     {
         MoveableMemory memory;
         ASSERT_TRUE(initialize(memory, directory.path()));
@@ -39,8 +35,7 @@ TEST(MoveableMemoryFiles, MakesItsFileAndTakesItAway) {
     EXPECT_EQ("", directory.list());
 }
 
-TEST(MoveableMemoryFiles, NeverDestroysWhatIsNotItsOwn) {
-    const TemporaryDirectory directory;
+TEST_F(MoveableMemoryFiles, NeverDestroysWhatIsNotItsOwn) {
     kelvo::test::writeFile(directory / "data", "precious data of somebody else");
     kelvo::test::writeFile(directory / "empty", "");
     ASSERT_EQ(0, mkdir((directory / "dir").c_str(), 0700));
@@ -63,8 +58,7 @@ TEST(MoveableMemoryFiles, NeverDestroysWhatIsNotItsOwn) {
     EXPECT_FALSE(memory.lastError());
 }
 
-TEST(MoveableMemoryFiles, OneNameServesSeveralObjects) {
-    const TemporaryDirectory directory;
+TEST_F(MoveableMemoryFiles, OneNameServesSeveralObjects) {
     auto first = std::make_unique<MoveableMemory>();
     ASSERT_TRUE(initialize(*first, directory.path()));
     Handle handle;
@@ -82,8 +76,7 @@ TEST(MoveableMemoryFiles, OneNameServesSeveralObjects) {
     EXPECT_EQ('b', static_cast<char*>(second.lock(other))[99999]);
 }
 
-TEST(MoveableMemory, LocksPinAndUnlocksAreCounted) {
-    const TemporaryDirectory directory;
+TEST_F(MoveableBlocks, LocksPinAndUnlocksAreCounted) {
     MoveableMemory memory;
     ASSERT_TRUE(initialize(memory, directory.path()));
     Handle handle;
@@ -105,8 +98,7 @@ TEST(MoveableMemory, LocksPinAndUnlocksAreCounted) {
     EXPECT_FALSE(memory.free(handle));
 }
 
-TEST(MoveableMemory, OldAndForeignHandlesAreErrors) {
-    const TemporaryDirectory directory;
+TEST_F(MoveableBlocks, OldAndForeignHandlesAreErrors) {
     MoveableMemory memory;
     ASSERT_TRUE(initialize(memory, directory.path()));
     Handle old, handle;
@@ -128,8 +120,7 @@ TEST(MoveableMemory, OldAndForeignHandlesAreErrors) {
 }
 
 // Random work beside plain strings; every content is looked at after every hundred steps.
-TEST(MoveableMemory, KeepsTheContentOfAllBlocks) {
-    const TemporaryDirectory directory;
+TEST_F(MoveableBlocks, KeepsTheContentOfAllBlocks) {
     MoveableMemory memory;
     ASSERT_TRUE(initialize(memory, directory.path()));
     std::map<Handle, std::string> model;
@@ -185,8 +176,7 @@ TEST(MoveableMemory, KeepsTheContentOfAllBlocks) {
     EXPECT_EQ(4096u, empty.fileBytes);
 }
 
-TEST(MoveableMemory, LeavesMemoryWhenMuchIsUnlocked) {
-    const TemporaryDirectory directory;
+TEST_F(MoveableBlocks, LeavesMemoryWhenMuchIsUnlocked) {
     MoveableMemory memory;
     ASSERT_TRUE(initialize(memory, directory.path()));
     std::vector<Handle> handles(40);
@@ -208,8 +198,7 @@ TEST(MoveableMemory, LeavesMemoryWhenMuchIsUnlocked) {
     EXPECT_GE(9 * kMiB, static_cast<std::uint64_t>(status.st_blocks) * 512);
 }
 
-TEST(MoveableMemory, AFullDiskIsSaidAndLosesNothing) {
-    const TemporaryDirectory directory;
+TEST_F(MoveableBlocks, AFullDiskIsSaidAndLosesNothing) {
     const kelvo::test::SmallDisk disk(directory.path(), 4 * kMiB);
     if (!disk.mounted()) GTEST_SKIP() << "needs the right to mount a file system";
     MoveableMemory memory;

@@ -1,16 +1,10 @@
 // What could break: texts that reach the wrong file, names taken for Internet addresses, probes
 // that stay in force.
-#include <gtest/gtest.h>
-
-#include <cstring>
-#include <set>
-#include <string>
-
-#include "Base/zo_os_file.h"
 #include "Base/zo_os_path.h"
 #include "Base/zo_os_system.h"
 #include "Base/zo_os_uuid.h"
 #include "tests/support/temporary_directory.h"
+#include "tests/support/test.h"
 
 namespace {
 
@@ -78,18 +72,6 @@ TEST(NativePath, DrivesStandForTheirOwnRoot) {
                 {"d:", "/d"},
                 {"e:\\x", "/x"},
                 {"?:\\x", "?:/x"}});
-}
-
-TEST(NativePath, ReachesRealFiles) {
-    const kelvo::test::TemporaryDirectory directory;
-    const DriveRoot c('C', directory.path().c_str());
-    ASSERT_FALSE(zoOS::File("C:\\work\\pix").makeDirectoryAll());
-    kelvo::test::writeFile(directory / "work/pix/a", "text");
-    EXPECT_FALSE(zoOS::fileCopy("C:\\work\\pix\\a", "\\work\\b", false));
-    EXPECT_FALSE(zoOS::fileMove("c:work\\b", "C:\\work\\c", false));
-    EXPECT_FALSE(zoOS::fileDelete("C:\\work\\pix\\a"));
-    EXPECT_EQ("c pix", directory.list("work"));
-    EXPECT_EQ("text", kelvo::test::contentOf(directory / "work/c"));
 }
 
 TEST(Url, OnlyForeignSchemesAreNotLocal) {

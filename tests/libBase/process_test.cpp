@@ -3,20 +3,14 @@
 #include "Base/zo_os_process.h"
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <cerrno>
-#include <csignal>
-#include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
-#include <string>
-#include <vector>
 
 #include "tests/support/child_process.h"
+#include "tests/support/temporary_directory.h"
+#include "tests/support/test.h"
 
 namespace {
 
@@ -27,9 +21,6 @@ namespace fs = std::filesystem;
 
 class Process : public testing::Test {
   protected:
-    Process() : directory_(mkdtemp(std::string("/tmp/process_test.XXXXXX").data())) {}
-    ~Process() override { fs::remove_all(directory_); }
-
     zoUtil::Error sync(const Arguments& arguments, int& code, const char* directory = "") {
         return manager_.startSync(arguments, Filename(directory), code);
     }
@@ -38,12 +29,9 @@ class Process : public testing::Test {
     }
     // A shell command as a program; $0 is the output file.
     Arguments shell(const std::string& command) const {
-        return {"/bin/sh", "-c", command, (directory_ / "output").string()};
+        return {"/bin/sh", "-c", command, directory_ / "output"};
     }
-    std::string output() const {
-        std::ifstream file(directory_ / "output");
-        return {std::istreambuf_iterator<char>(file), {}};
-    }
+    std::string output() const { return kelvo::test::contentOf(directory_ / "output"); }
     std::string awaitOutput() const {
         for (int i = 0; i < 1000 && output().empty(); ++i) usleep(10000);
         return output();
@@ -60,7 +48,7 @@ class Process : public testing::Test {
     }
 
     zoOS::ProcessManager& manager_ = zoOS::ProcessManager::getInstance();
-    fs::path directory_;
+    const kelvo::test::TemporaryDirectory directory_;
 };
 
 TEST_F(Process, ArgumentsArriveByteForByte) {
@@ -83,8 +71,8 @@ TEST_F(Process, ExitCodesAndErrors) {
         EXPECT_FALSE(sync(shell("exit " + std::to_string(wanted)), code));
         EXPECT_EQ(code, wanted);
     }
-    const std::string plain = (directory_ / "plain").string();
-    std::ofstream(plain) << "#!/bin/sh\n";
+    const std::string plain = directory_ / "plain";
+    kelvo::test::writeFile(plain, "#!/bin/sh\n");
     const struct {
         const char* what;
         Arguments arguments;

@@ -1,65 +1,45 @@
 // What could break: the status line and the Escape key on a real terminal. Every case runs in a
 // child whose stdin and stderr are a pseudo-terminal of its own.
-#include <gtest/gtest.h>
 #include <poll.h>
-#include <pty.h>
 #include <sys/wait.h>
 #include <termios.h>
 #include <unistd.h>
 
-#include <csignal>
-#include <cstdlib>
-#include <cstring>
-#include <functional>
-#include <string>
-
 #include "Base/rpt.h"
 #include "tests/libBase/play_reports.h"
+#include "tests/support/terminal_session.h"
+#include "tests/support/test.h"
 
 namespace {
 
 using Body = std::function<void()>;
+using Status = kelvo::test::TerminalTest;
+using CheckAbort = kelvo::test::TerminalTest;
 
 struct Shown {
     int exitCode = -1;
     std::string text;
 };
 
-// Runs `body` on a terminal of this width on which `keys` have been typed already. The body ends
-// the child by its exit code.
+// Runs `body` on a terminal of this width on which `keys` are typed. The body may end the child by
+// its exit code.
 Shown runOnTerminal(const Body& body, const std::string& keys = "", unsigned short columns = 80,
                     const char* kind = "xterm") {
-    winsize size{};
-    size.ws_col = columns;
-    int master = -1, ready[2];
-    if (pipe(ready) != 0) return {};
-    std::fflush(nullptr);
-    const pid_t pid = forkpty(&master, nullptr, nullptr, &size);
-    if (pid == 0) {
+    const auto whole = [&] {
         setenv("TERM", kind, 1);
         termios plain;  // output as written, input not shown
         tcgetattr(STDIN_FILENO, &plain);
         plain.c_oflag &= ~static_cast<tcflag_t>(OPOST);
         plain.c_lflag &= ~static_cast<tcflag_t>(ECHO);
         tcsetattr(STDIN_FILENO, TCSANOW, &plain);
-        alarm(30);
-        if (write(ready[1], "!", 1) == 1) body();
-        _exit(0);
-    }
-    close(ready[1]);
-    char buffer[4096];
-    Shown shown;
-    const auto typed = static_cast<ssize_t>(keys.size());
-    EXPECT_EQ(1, read(ready[0], buffer, 1));
-    EXPECT_EQ(typed, write(master, keys.data(), keys.size()));
-    close(ready[0]);
-    for (ssize_t n; (n = read(master, buffer, sizeof buffer)) > 0;)
-        shown.text.append(buffer, static_cast<std::size_t>(n));
-    int status = 0;
-    waitpid(pid, &status, 0);
-    if (WIFEXITED(status)) shown.exitCode = WEXITSTATUS(status);
-    close(master);
-    return shown;
+        if (write(STDOUT_FILENO, "!", 1) == 1) body();
+        return 0;
+    };
+    kelvo::test::TerminalSession session(whole, columns);
+    EXPECT_TRUE(session.await("!"));
+    session.type(keys);
+    const int code = session.end();
+    return {code, session.shown.substr(1)};
 }
 
 // Polls for a while, as keys take their time through the terminal; true once the user aborts.
@@ -71,7 +51,7 @@ bool abortComes() {
     return false;
 }
 
-TEST(Status, KeepsOneLineOfTheTerminal) {
+TEST_F(Status, KeepsOneLineOfTheTerminal) {
     const struct {
         const char* what;
         const char* reports;
@@ -97,13 +77,13 @@ TEST(Status, KeepsOneLineOfTheTerminal) {
     }
 }
 
-TEST(Status, IsALineOnSimpleTerminals) {
+TEST_F(Status, IsALineOnSimpleTerminals) {
     const auto body = [] { play("sa|sb"); };
     for (const char* kind : {"dumb", ""})
         EXPECT_EQ("a\nb\n", runOnTerminal(body, "", 80, kind).text);
 }
 
-TEST(Status, StaysReadableAtExit) {
+TEST_F(Status, StaysReadableAtExit) {
     const Shown shown = runOnTerminal([] {
         rptStatus("100%%");
         std::exit(0);
@@ -111,7 +91,7 @@ TEST(Status, StaysReadableAtExit) {
     EXPECT_EQ("\r100%\033[K\n", shown.text);
 }
 
-TEST(CheckAbort, KnowsEscapeFromOtherKeys) {
+TEST_F(CheckAbort, KnowsEscapeFromOtherKeys) {
     const struct {
         const char *what, *keys;
         bool aborts;
@@ -135,7 +115,7 @@ TEST(CheckAbort, KnowsEscapeFromOtherKeys) {
     }
 }
 
-TEST(CheckAbort, TakesOneEscapeAndLeavesLaterKeysAndTheTerminal) {
+TEST_F(CheckAbort, TakesOneEscapeAndLeavesLaterKeysAndTheTerminal) {
     const Shown shown = runOnTerminal(
         [] {
             termios before, after;
@@ -153,7 +133,7 @@ TEST(CheckAbort, TakesOneEscapeAndLeavesLaterKeysAndTheTerminal) {
     EXPECT_EQ(0, shown.exitCode);
 }
 
-TEST(CheckAbort, LeavesTheTerminalAloneInTheBackground) {
+TEST_F(CheckAbort, LeavesTheTerminalAloneInTheBackground) {
     const Shown shown = runOnTerminal(
         [] {
             const pid_t pid = fork();

@@ -1,20 +1,15 @@
 // What could break: texts cut or changed, wrong kinds, a sink that calls itself, errno lost.
 #include "Base/rpt.h"
 
-#include <gtest/gtest.h>
 #include <sys/time.h>
 
-#include <cerrno>
 #include <chrono>
-#include <csignal>
-#include <stdexcept>
-#include <string>
 
 #include "tests/support/child_process.h"
 #include "tests/support/report_capture.h"
+#include "tests/support/test.h"
 
-using kelvo::test::Report;
-using kelvo::test::ReportCapture;
+using namespace kelvo::test;
 
 namespace {
 

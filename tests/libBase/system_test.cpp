@@ -1,17 +1,13 @@
 // What could break: figures read from the wrong line or scaled wrongly, a container's limit that
 // is overlooked, a limit of another group taken for ours.
-#include <gtest/gtest.h>
 #include <sys/statvfs.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <filesystem>
-#include <string>
-#include <utility>
-#include <vector>
 
 #include "Base/zo_os_system.h"
 #include "tests/support/temporary_directory.h"
+#include "tests/support/test.h"
 
 namespace {
 
@@ -27,23 +23,36 @@ constexpr std::uint64_t kMiB = std::uint64_t{1} << 20;
 constexpr const char* kMachine =
     "MemTotal:        8388608 kB\nMemFree:          100000 kB\nMemAvailable:    6291456 kB\n"
     "HugePages_Total:       0\nSwapTotal:       4194304 kB\nSwapFree:        3145728 kB\n";
-constexpr const char* kMounts2 =
+
+// What is mounted for control groups, and where their files lie then.
+struct Groups {
+    const char* mounts;
+    std::string directory;
+};
+const Groups kNone = {"", ""};
+const Groups kGroups2 = {
     "22 1 0:20 / / rw - ext4 /dev/a rw\n"
-    "31 22 0:28 / /sys/fs/cgroup rw,nosuid shared:9 - cgroup2 cgroup rw,nsdelegate\n";
-constexpr const char* kMounts1 =
+    "31 22 0:28 / /sys/fs/cgroup rw,nosuid shared:9 - cgroup2 cgroup rw,nsdelegate\n",
+    "sys/fs/cgroup/"};
+const Groups kGroups1 = {
     "31 22 0:30 / /sys/fs/cgroup/cpu rw - cgroup cgroup rw,cpu,memory_other\n"
     "32 22 0:31 / /sys/fs/cgroup/memory rw shared:9 - cgroup cgroup rw,memory\n"
-    "33 22 0:32 / /sys/fs/cgroup/unified rw - cgroup2 cgroup2 rw\n";
+    "33 22 0:32 / /sys/fs/cgroup/unified rw - cgroup2 cgroup2 rw\n",
+    "sys/fs/cgroup/memory/"};
 // What a container of version 1 sees that has no name space of its own for groups.
-constexpr const char* kMountsPart =
-    "32 22 0:31 /docker/ab /sys/fs/cgroup/memory ro master:9 - cgroup cgroup rw,memory\n";
+const Groups kPart1 = {
+    "32 22 0:31 /docker/ab /sys/fs/cgroup/memory ro master:9 - cgroup cgroup rw,memory\n",
+    "sys/fs/cgroup/memory/"};
+const Groups kBlanks2 = {"31 22 0:28 /a\\040b /x\\040y rw - cgroup2 cgroup rw\n", "x y/"};
+const Groups kNonsense = {"- - -\n\n - cgroup2\n - cgroup c memory\n", ""};
 
-using Files = std::vector<std::pair<std::string, std::string>>;
-
-zoOS::SystemMemory memoryWith(const Files& files) {
+// Files of a machine: a name, a colon and the content, each ended by '|'.
+zoOS::SystemMemory memoryWith(const std::string& files) {
     const TemporaryDirectory root;
     const ProbeGuard guard;
-    for (const auto& [name, content] : files) {
+    std::istringstream in(files);
+    for (std::string name, content;
+         std::getline(in, name, ':') && std::getline(in, content, '|');) {
         std::filesystem::create_directories(std::filesystem::path(root / name).parent_path());
         kelvo::test::writeFile(root / name, content);
     }
@@ -54,110 +63,67 @@ zoOS::SystemMemory memoryWith(const Files& files) {
 }
 
 TEST(SystemMemory, RespectsTheLimitsOfControlGroups) {
-    const std::string v2 = "sys/fs/cgroup/", v1 = "sys/fs/cgroup/memory/";
-    const std::string unlimited1 = "9223372036854771712\n";
+    const std::string meminfo = std::string("proc/meminfo:") + kMachine + "|";
     const struct {
         const char* what;
         const char* group;
-        const char* mounts;
-        Files files;
-        std::uint64_t expected[4];  // MiB: physical total, available; virtual total, available
+        const Groups& groups;
+        const char* files;                             // a name, a colon, the content; '|' between
+        std::uint64_t total, free, allTotal, allFree;  // MiB; all: with virtual memory
     } rows[] = {
-        {"no groups", "", "", {}, {8192, 6144, 12288, 9216}},
-        {"no limit, 2",
-         "0::/a\n",
-         kMounts2,
-         {{v2 + "a/memory.max", "max\n"}, {v2 + "a/memory.current", "9999999999"}},
-         {8192, 6144, 12288, 9216}},
-        {"limit, 2",
-         "0::/a\n",
-         kMounts2,
-         {{v2 + "a/memory.max", "1073741824\n"},
-          {v2 + "a/memory.current", "536870912\n"},
-          {v2 + "a/memory.stat", "file 5\ninactive_file 104857600\nactive_file 7\n"},
-          {v2 + "a/memory.swap.max", "0\n"}},
-         {1024, 612, 1024, 612}},
-        {"swap limit, 2",
-         "0::/a\n",
-         kMounts2,
-         {{v2 + "a/memory.swap.max", "2147483648\n"},
-          {v2 + "a/memory.swap.current", "1073741824\n"}},
-         {8192, 6144, 10240, 7168}},
-        {"limit of a group around it, another's is lower",
-         "0::/a/b\n",
-         kMounts2,
-         {{v2 + "a/memory.max", "2147483648\n"},
-          {v2 + "a/memory.current", "0\n"},
-          {v2 + "a/b/memory.max", "3221225472\n"},
-          {v2 + "a/b/memory.current", "2684354560\n"},
-          {v2 + "c/memory.max", "1\n"}},
-         {2048, 512, 6144, 3584}},
-        {"used up",
-         "0::/\n",
-         kMounts2,
-         {{v2 + "memory.max", "1048576\n"}, {v2 + "memory.current", "2097152\n"}},
-         {1, 0, 4097, 3072}},
-        {"no limit, 1",
-         "4:memory:/a\n0::/\n",
-         kMounts1,
-         {{v1 + "a/memory.limit_in_bytes", unlimited1},
-          {v1 + "a/memory.memsw.limit_in_bytes", unlimited1}},
-         {8192, 6144, 12288, 9216}},
-        {"limit, 1",
-         "5:cpu,cpuacct:/z\n4:memory:/a\n0::/\n",
-         kMounts1,
-         {{v1 + "a/memory.limit_in_bytes", "1073741824\n"},
-          {v1 + "a/memory.usage_in_bytes", "1073741824\n"},
-          {v1 + "a/memory.stat", "inactive_file 1\ntotal_inactive_file 209715200\n"},
-          {v1 + "a/memory.memsw.limit_in_bytes", "2147483648\n"},
-          {v1 + "a/memory.memsw.usage_in_bytes", "1073741824\n"}},
-         {1024, 200, 2048, 1224}},
-        {"limit around it, 1",
-         "4:memory:/a/b\n",
-         kMounts1,
-         {{v1 + "memory.limit_in_bytes", unlimited1},
-          {v1 + "a/memory.limit_in_bytes", "536870912\n"},
-          {v1 + "a/memory.usage_in_bytes", "1048576\n"}},
-         {512, 511, 4608, 3583}},
-        {"part of the groups mounted, 1",
-         "4:memory:/docker/ab\n",
-         kMountsPart,
-         {{v1 + "memory.limit_in_bytes", "536870912\n"}},
-         {512, 512, 4608, 3584}},
-        {"other part of the groups mounted, 1",
-         "4:memory:/docker/abc\n",
-         kMountsPart,
-         {{v1 + "memory.limit_in_bytes", "536870912\n"}, {v1 + "c/memory.limit_in_bytes", "5"}},
-         {512, 512, 4608, 3584}},
-        {"a group outside of what is mounted, 2",
-         "0::/../other\n",
-         kMounts2,
-         {{v2 + "memory.max", "1073741824\n"}, {"sys/fs/other/memory.max", "5"}},
-         {1024, 1024, 5120, 4096}},
-        {"blanks in names of mounts, 2",
-         "0::/a b/c\n",
-         "31 22 0:28 /a\\040b /x\\040y rw - cgroup2 cgroup rw\n",
-         {{"x y/c/memory.max", "1073741824\n"}},
-         {1024, 1024, 5120, 4096}},
-        {"nonsense",
-         "::::\nx\n:memory\n",
-         "- - -\n\n - cgroup2\n - cgroup c memory\n",
-         {},
-         {8192, 6144, 12288, 9216}},
+        {"no groups", "", kNone, "", 8192, 6144, 12288, 9216},
+        {"no limit, 2", "0::/a\n", kGroups2, "a/memory.max:max|a/memory.current:9999999999", 8192,
+         6144, 12288, 9216},
+        {"limit, 2", "0::/a\n", kGroups2,
+         "a/memory.max:1073741824|a/memory.current:536870912|"
+         "a/memory.stat:file 5\ninactive_file 104857600\nactive_file 7|a/memory.swap.max:0",
+         1024, 612, 1024, 612},
+        {"swap limit, 2", "0::/a\n", kGroups2,
+         "a/memory.swap.max:2147483648|a/memory.swap.current:1073741824", 8192, 6144, 10240, 7168},
+        {"limit of a group around it, another's is lower", "0::/a/b\n", kGroups2,
+         "a/memory.max:2147483648|a/memory.current:0|a/b/memory.max:3221225472|"
+         "a/b/memory.current:2684354560|c/memory.max:1",
+         2048, 512, 6144, 3584},
+        {"used up", "0::/\n", kGroups2, "memory.max:1048576|memory.current:2097152", 1, 0, 4097,
+         3072},
+        {"no limit, 1", "4:memory:/a\n0::/\n", kGroups1,
+         "a/memory.limit_in_bytes:9223372036854771712|"
+         "a/memory.memsw.limit_in_bytes:9223372036854771712",
+         8192, 6144, 12288, 9216},
+        {"limit, 1", "5:cpu,cpuacct:/z\n4:memory:/a\n0::/\n", kGroups1,
+         "a/memory.limit_in_bytes:1073741824|a/memory.usage_in_bytes:1073741824|"
+         "a/memory.stat:inactive_file 1\ntotal_inactive_file 209715200|"
+         "a/memory.memsw.limit_in_bytes:2147483648|"
+         "a/memory.memsw.usage_in_bytes:1073741824",
+         1024, 200, 2048, 1224},
+        {"limit around it, 1", "4:memory:/a/b\n", kGroups1,
+         "memory.limit_in_bytes:9223372036854771712|a/memory.limit_in_bytes:536870912|"
+         "a/memory.usage_in_bytes:1048576",
+         512, 511, 4608, 3583},
+        {"part of the groups mounted, 1", "4:memory:/docker/ab\n", kPart1,
+         "memory.limit_in_bytes:536870912", 512, 512, 4608, 3584},
+        {"other part of the groups mounted, 1", "4:memory:/docker/abc\n", kPart1,
+         "memory.limit_in_bytes:536870912|c/memory.limit_in_bytes:5", 512, 512, 4608, 3584},
+        {"a group outside of what is mounted, 2", "0::/../other\n", kGroups2,
+         "memory.max:1073741824|../other/memory.max:5", 1024, 1024, 5120, 4096},
+        {"blanks in names of mounts, 2", "0::/a b/c\n", kBlanks2, "c/memory.max:1073741824", 1024,
+         1024, 5120, 4096},
+        {"nonsense", "::::\nx\n:memory\n", kNonsense, "", 8192, 6144, 12288, 9216},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.what);
-        Files files = row.files;
-        files.push_back({"proc/meminfo", kMachine});
-        files.push_back({"proc/self/cgroup", row.group});
-        files.push_back({"proc/self/mountinfo", row.mounts});
+        std::string files = meminfo + "proc/self/cgroup:" + row.group +
+                            "|proc/self/mountinfo:" + row.groups.mounts + "|";
+        std::istringstream in(row.files);
+        for (std::string file; std::getline(in, file, '|');)
+            files += row.groups.directory + file + "\n|";
         const zoOS::SystemMemory memory = memoryWith(files);
-        EXPECT_EQ(row.expected[0] * kMiB, memory.totalPhysical);
-        EXPECT_EQ(row.expected[1] * kMiB, memory.availPhysical);
-        EXPECT_EQ(row.expected[2] * kMiB, memory.totalVirtual);
-        EXPECT_EQ(row.expected[3] * kMiB, memory.availVirtual);
+        EXPECT_EQ(row.total * kMiB, memory.totalPhysical);
+        EXPECT_EQ(row.free * kMiB, memory.availPhysical);
+        EXPECT_EQ(row.allTotal * kMiB, memory.totalVirtual);
+        EXPECT_EQ(row.allFree * kMiB, memory.availVirtual);
     }
-    const zoOS::SystemMemory none = memoryWith({});
+    const zoOS::SystemMemory none = memoryWith("");
     EXPECT_EQ(0u, none.totalPhysical | none.availPhysical | none.totalVirtual | none.availVirtual);
 }
 

@@ -4,7 +4,6 @@
 #include "Base/zo_tcp.h"
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <linux/tcp.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
@@ -13,23 +12,15 @@
 #include <unistd.h>
 
 #include <atomic>
-#include <cerrno>
 #include <chrono>
-#include <csignal>
-#include <cstring>
 #include <fstream>
-#include <functional>
 #include <future>
-#include <limits>
-#include <memory>
 #include <random>
-#include <sstream>
-#include <string>
 #include <thread>
-#include <vector>
 
 #include "libBase/zoTCP/posix/peer_user.h"
 #include "tests/support/bare_end.h"
+#include "tests/support/test.h"
 
 namespace {
 
@@ -200,6 +191,32 @@ TEST(Transfer, CollectedBytesLeaveAtAReadAWaitAndTheEnd) {
             end.socket.reset();
         }
         EXPECT_EQ(end.arrived(), "abc");
+    }
+}
+
+// The thread that wrote goes on with others while another ends the socket, sooner or later.
+TEST(Transfer, CollectedBytesOfASocketThatAnotherThreadEnds) {
+    for (int round = 0; round < 200; ++round) {
+        BareEnd end, others;
+        std::atomic<bool> written = false;
+        std::thread ending([&] {
+            while (!written) std::this_thread::yield();
+            end.socket.reset();
+        });
+        ASSERT_FALSE(end.socket->write("abc", 3, 0));
+        written = true;
+        if (round % 2) ending.join();
+        ASSERT_FALSE(others.socket->write("def", 3, 0));
+        ASSERT_FALSE(others.socket->flush());
+        if (ending.joinable()) ending.join();
+        EXPECT_EQ(end.arrived(), "abc");
+        // Its place in memory and its mark serve the next one.
+        BareEnd next;
+        ASSERT_FALSE(next.socket->write("ghi", 3, 0));
+        ASSERT_FALSE(others.socket->write("j", 1, 0));
+        EXPECT_EQ(next.arrived(), "ghi");
+        ASSERT_FALSE(others.socket->flush());
+        EXPECT_EQ(others.arrived(), "defj");
     }
 }
 
@@ -618,37 +635,26 @@ TEST(Owner, BothSourcesAgree) {
 TEST(Owner, RowsOfTheTable) {
     const kelvo::zotcp::Ends ends = {htonl(0x7F000001), htonl(0x7F000001), htons(0xA1B2),
                                      htons(0x0050)};
+    // Its ends and state, and what follows the user's number.
+    const auto row = [](const std::string& ends, const std::string& inode) {
+        return "   1: " + ends + " 00000000:00000000 00:00000000 00000000  1234        0 " + inode;
+    };
     const struct {
-        const char* row;
+        std::string row;
         bool found;
     } cases[] = {
-        {"   1: 0100007F:A1B2 0100007F:0050 01 00000000:00000000 00:00000000 00000000  1234        "
-         "0 "
-         "5555 1 0000000000000000 20 4 30 10 -1",
-         true},
-        {"   1: 0100007F:A1B2 0100007F:0050 0A 00000000:00000000 00:00000000 00000000  1234        "
-         "0 "
-         "5555 1",
-         false},  // listens
-        {"   1: 0100007F:A1B2 0100007F:0050 01 00000000:00000000 00:00000000 00000000  1234        "
-         "0 "
-         "0 1",
-         false},  // nobody has it open
-        {"   1: 0100007F:A1B2 0100007F:0051 01 00000000:00000000 00:00000000 00000000  1234        "
-         "0 "
-         "5555 1",
-         false},
-        {"   1: 0100007F:0050 0100007F:A1B2 01 00000000:00000000 00:00000000 00000000  1234        "
-         "0 "
-         "5555 1",
-         false},  // the near end
+        {row("0100007F:A1B2 0100007F:0050 01", "5555 1 0000000000000000 20 4 30 10 -1"), true},
+        {row("0100007F:A1B2 0100007F:0050 0A", "5555 1"), false},  // listens
+        {row("0100007F:A1B2 0100007F:0050 01", "0 1"), false},     // nobody has it open
+        {row("0100007F:A1B2 0100007F:0051 01", "5555 1"), false},
+        {row("0100007F:0050 0100007F:A1B2 01", "5555 1"), false},  // the near end
         {"  sl  local_address rem_address   st tx_queue rx_queue tr tm->when retrnsmt   uid",
          false},
         {"   1: 0100007F:A1B2 0100007F:0050 01", false},
         {"", false}};
     for (const auto& c : cases) {
         SCOPED_TRACE(c.row);
-        std::istringstream table(std::string("heading\n") + c.row + "\n");
+        std::istringstream table("heading\n" + c.row + "\n");
         unsigned user = 7;
         EXPECT_EQ(kelvo::zotcp::searchTable(table, ends, user), c.found ? 0 : ENOENT);
         EXPECT_EQ(user, c.found ? 1234U : 7U);

@@ -1,22 +1,19 @@
 // What could break: a view that is unmapped in part, a pointer that is no view taken for one, a
 // full disk that shows only when memory is written, scratch files that stay or go too early.
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cstdint>
-#include <cstring>
-#include <string>
-
 #include "Base/zo_os_view.h"
 #include "tests/support/child_process.h"
 #include "tests/support/temporary_directory.h"
+#include "tests/support/test.h"
 
 namespace {
 
 using kelvo::test::TemporaryDirectory;
+using ScratchFile = kelvo::test::InDirectory;
 
 constexpr std::uint32_t kMagic = 0xABCD;
 
@@ -65,8 +62,7 @@ TEST(View, RefusesNothingAndTooMuch) {
     EXPECT_EQ(zoOS::kNoView, zoOS::mapScratchView(-1, 4096));
 }
 
-TEST(ScratchFile, IsOursAloneAndStaysUntilRemoved) {
-    const TemporaryDirectory directory;
+TEST_F(ScratchFile, IsOursAloneAndStaysUntilRemoved) {
     char* const view = static_cast<char*>(scratchView(directory / "s123456", 10000));
     ASSERT_NE(zoOS::kNoView, view);
     view[9999] = 'x';
@@ -86,21 +82,7 @@ TEST(ScratchFile, IsOursAloneAndStaysUntilRemoved) {
     EXPECT_TRUE(zoOS::unmapView(view));
 }
 
-TEST(ScratchFile, AFullDiskIsKnownBeforehand) {
-    const TemporaryDirectory directory;
-    const kelvo::test::SmallDisk disk(directory.path(), 1 << 20);
-    if (!disk.mounted()) GTEST_SKIP() << "needs the right to mount a file system";
-    EXPECT_EQ(zoOS::kNoView, scratchView(directory / "s123456", 2 << 20));
-    EXPECT_EQ("", directory.list());
-    void* const view = scratchView(directory / "s123456", 1 << 19);
-    ASSERT_NE(zoOS::kNoView, view);
-    kelvo::test::writeFile(directory / "rest", std::string(1 << 20, 'x'));
-    std::memset(view, 1, 1 << 19);
-    EXPECT_TRUE(zoOS::unmapView(view));
-}
-
-TEST(ScratchFile, GoesWithTheProcess) {
-    const TemporaryDirectory directory;
+TEST_F(ScratchFile, GoesWithTheProcess) {
     const auto make = [&] {
         EXPECT_NE(zoOS::kNoView, scratchView(directory / "s123456", 4096));
         EXPECT_EQ("s123456", directory.list());
@@ -115,8 +97,7 @@ TEST(ScratchFile, GoesWithTheProcess) {
 }
 
 // Only what a dead process has left goes, and nothing that merely has such a name.
-TEST(ScratchFile, OfADeadProcessGoesWithTheNextOne) {
-    const TemporaryDirectory directory;
+TEST_F(ScratchFile, OfADeadProcessGoesWithTheNextOne) {
     const std::string begin("\xCD\xAB\0\0", 4);
     const auto make = [&](const char* name) {
         void* const view = scratchView(directory / name, 4096);

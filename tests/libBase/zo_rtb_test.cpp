@@ -2,14 +2,9 @@
 // while it runs, twice or never; calls out of order; a nested emission that loses the outer one.
 #include "Base/zo_rtb.h"
 
-#include <gtest/gtest.h>
-
-#include <functional>
-#include <map>
-#include <memory>
 #include <random>
-#include <string>
-#include <vector>
+
+#include "tests/support/test.h"
 
 namespace {
 
@@ -62,6 +57,31 @@ TEST(Signal, KindsOfCallbacksReceiveTheValue) {
     signal.emit();  // no value: those that need one are left alone
     EXPECT_EQ(2017, g_sum);
     EXPECT_EQ(207, counter.sum);
+}
+
+std::unique_ptr<SignalBase> g_doomed;
+void endDoomed() {
+    g_sum += 1;
+    g_doomed.reset();
+    g_sum += 10;
+}
+
+// Their callbacks go while they run.
+TEST(Signal, FunctionsEndTheirOwnConnection) {
+    const struct {
+        std::vector<void (*)()> functions;
+        int sum;
+    } kRows[] = {
+        {{endDoomed}, 11}, {{endDoomed, addThousand}, 11}, {{addThousand, endDoomed}, 1011}};
+    for (const auto& row : kRows) {
+        g_sum = 0;
+        g_doomed = std::make_unique<SignalBase>();
+        for (const auto function : row.functions)
+            g_doomed->addCallback(new zoRTB::FunctionGlobal(function), *g_doomed);
+        g_doomed->emit();
+        EXPECT_EQ(row.sum, g_sum);
+        EXPECT_EQ(nullptr, g_doomed);
+    }
 }
 
 TEST(Signal, ConnectionEndsWithEmitterOwnerOrCallback) {

@@ -2,13 +2,7 @@
 // into late, when commit comes, which signals are sent. Random histories are in tests/undo.
 #include "Base/zo_undo.h"
 
-#include <gtest/gtest.h>
-
-#include <functional>
-#include <memory>
-#include <stdexcept>
-#include <string>
-#include <utility>
+#include "tests/support/test.h"
 
 namespace {
 

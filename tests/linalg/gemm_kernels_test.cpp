@@ -1,114 +1,73 @@
 // What could break: edges of tiles and blocks at each instruction level, leading dimensions, and
 // cells outside the result.
+#include "linalg/kernels/gemm.h"
+
 #include <gtest/gtest.h>
 
-#include <cmath>
-#include <random>
-#include <vector>
+#include "tests/linalg/kernel_support.h"
 
-#include "linalg/kernels/gemm.h"
-#include "linalg/kernels/instruction_level.h"
-
+namespace kelvo::test {
 namespace {
 
-using namespace kelvo::kernels;
+using namespace kernels;
 
-constexpr double kUntouched = -12345.0;
-
-// A matrix with `extra` untouched rows below its own.
-struct Matrix {
-    std::size_t rows, cols, ld;
-    std::vector<double> cells;
-
-    Matrix(std::size_t r, std::size_t c, std::size_t extra)
-        : rows(r), cols(c), ld(r + extra), cells(ld * c + 1, kUntouched) {}
-    double& operator()(std::size_t i, std::size_t j) { return cells[i + j * ld]; }
-    void fill(std::mt19937& random) {
-        std::uniform_real_distribution<double> numbers(-1, 1);
-        for (std::size_t j = 0; j < cols; ++j)
-            for (std::size_t i = 0; i < rows; ++i) (*this)(i, j) = numbers(random);
-    }
-    long untouched() const { return std::count(cells.begin(), cells.end(), kUntouched); }
-};
-
-class GemmAtLevel : public testing::TestWithParam<Level> {
-  protected:
-    void SetUp() override {
-        if (!levelSupported(GetParam())) GTEST_SKIP();
-        previous_ = activeLevel();
-        forceLevel(GetParam());
-    }
-    void TearDown() override {
-        if (!IsSkipped()) forceLevel(previous_);
-    }
-
-    void expectProduct(Form formA, Form formB, std::size_t m, std::size_t n, std::size_t k,
-                       bool withWork) {
-        SCOPED_TRACE(testing::Message() << m << 'x' << n << 'x' << k << " forms " << int(formA)
-                                        << int(formB) << " work " << withWork);
-        const bool plainA = formA == Form::kPlain, plainB = formB == Form::kPlain;
-        Matrix a(plainA ? m : k, plainA ? k : m, 2), b(plainB ? k : n, plainB ? n : k, 1);
-        Matrix c(m, n, 3);
-        a.fill(random_);
-        b.fill(random_);
-        std::vector<double> work(gemmWork(formA, m, n, k));
-        gemm(formA, formB, m, n, k, a.cells.data(), a.ld, b.cells.data(), b.ld, c.cells.data(),
-             c.ld, withWork && !work.empty() ? work.data() : nullptr);
-        EXPECT_EQ(static_cast<long>(3 * n + 1), c.untouched());
-        for (std::size_t j = 0; j < n; ++j)
-            for (std::size_t i = 0; i < m; ++i) {
-                long double sum = 0, size = 0;
-                for (std::size_t p = 0; p < k; ++p) {
-                    const long double term = static_cast<long double>(plainA ? a(i, p) : a(p, i)) *
-                                             (plainB ? b(p, j) : b(j, p));
-                    sum += term;
-                    size += std::fabs(term);
-                }
-                // Error bound of an inner product: k units of rounding of the sum of magnitudes.
-                ASSERT_NEAR(static_cast<double>(sum), c(i, j),
-                            static_cast<double>(k + 1) * 1.2e-16 * static_cast<double>(size))
-                    << i << ' ' << j;
-            }
-    }
-
-    std::mt19937 random_{3};
-    Level previous_ = Level::kBase;
-};
-
-TEST_P(GemmAtLevel, AllFormsAndEdges) {
-    const std::size_t kSizes[][3] = {
-        {1, 1, 1},    {4, 4, 4},   {7, 5, 9},   {8, 8, 8},   {16, 8, 30}, {23, 7, 5}, {24, 8, 256},
-        {25, 9, 257}, {95, 3, 40}, {97, 17, 3}, {3, 513, 4}, {0, 4, 4},   {4, 4, 0}};
-    for (const auto& [m, n, k] : kSizes)
-        for (Form a : {Form::kPlain, Form::kTransposed})
-            for (Form b : {Form::kPlain, Form::kTransposed})
-                for (bool withWork : {true, false}) expectProduct(a, b, m, n, k, withWork);
+// Error bound of an inner product: k units of rounding of the sum of magnitudes.
+void expectProduct(const Matrix& a, const Matrix& b, const Cells& c) {
+    Matrix sizes = a, factors = b, result(c.rows, c.cols);
+    for (double& value : sizes.a) value = std::fabs(value);
+    for (double& value : factors.a) value = std::fabs(value);
+    const Matrix expected = a * b, bound = sizes * factors;
+    EXPECT_TRUE(c.keptMarks());
+    for (int j = 0; j < c.cols; ++j)
+        for (int i = 0; i < c.rows; ++i)
+            ASSERT_NEAR(expected(i, j), c(i, j), (a.cols + 1) * 1.2e-16 * bound(i, j))
+                << i << ' ' << j;
 }
 
-TEST_P(GemmAtLevel, MatrixTimesVector) {
-    for (std::size_t m : {0, 1, 3, 7, 8, 9, 31, 64})
-        for (std::size_t n : {0, 1, 3, 4, 5, 8, 13}) {
-            SCOPED_TRACE(testing::Message() << m << 'x' << n);
-            Matrix a(m, n, 1), x(n, 1, 0), y(m, 1, 4), u(m, 1, 0), v(n, 1, 4);
-            for (Matrix* filled : {&a, &x, &u}) filled->fill(random_);
-            gemv(m, n, a.cells.data(), a.ld, x.cells.data(), y.cells.data());
-            gemvTransposed(m, n, a.cells.data(), a.ld, u.cells.data(), v.cells.data());
-            EXPECT_EQ(5, y.untouched());
-            EXPECT_EQ(5, v.untouched());
-            for (std::size_t i = 0; i < m; ++i) {
-                double sum = 0;
-                for (std::size_t j = 0; j < n; ++j) sum += a(i, j) * x(j, 0);
-                EXPECT_NEAR(sum, y(i, 0), 1e-14);
-            }
-            for (std::size_t j = 0; j < n; ++j) {
-                double sum = 0;
-                for (std::size_t i = 0; i < m; ++i) sum += a(i, j) * u(i, 0);
-                EXPECT_NEAR(sum, v(j, 0), 1e-14);
-            }
-        }
+void multiply(const Matrix& a, const Matrix& b, Form formA, Form formB, bool withWork) {
+    const std::size_t m = count(a.rows), n = count(b.cols), k = count(a.cols);
+    const Cells left(formA == Form::kPlain ? a : transposed(a), {2, 0}),
+        right(formB == Form::kPlain ? b : transposed(b), {1, 0});
+    Cells c(Matrix(a.rows, b.cols, kMark));
+    std::vector<double> work(gemmWork(formA, m, n, k));
+    gemm(formA, formB, m, n, k, left.data(), count(left.ld), right.data(), count(right.ld),
+         c.data(), count(c.ld), withWork ? work.data() : nullptr);
+    expectProduct(a, b, c);
 }
 
-INSTANTIATE_TEST_SUITE_P(Levels, GemmAtLevel, testing::ValuesIn(kAllLevels),
-                         [](const auto& level) { return std::to_string(int(level.param)); });
+TEST(Gemm, AllFormsAndEdges) {
+    const int kShapes[][3] = {{1, 1, 1},   {4, 4, 4},    {7, 5, 9},    {8, 8, 8},   {16, 8, 30},
+                              {23, 7, 5},  {24, 8, 256}, {25, 9, 257}, {95, 3, 40}, {97, 17, 3},
+                              {3, 513, 4}, {0, 4, 4},    {4, 4, 0}};
+    onEveryLevel([&] {
+        for (const auto& [m, n, k] : kShapes)
+            for (int form = 0; form < 8; ++form) {
+                SCOPED_TRACE(testing::Message() << m << 'x' << n << 'x' << k << " form " << form);
+                multiply(makeMatrix(Kind::kRandom, m, k), makeMatrix(Kind::kRandom, k, n, 2),
+                         form & 1 ? Form::kPlain : Form::kTransposed,
+                         form & 2 ? Form::kPlain : Form::kTransposed, form & 4);
+            }
+    });
+}
+
+TEST(Gemm, MatrixTimesVector) {
+    onEveryLevel([] {
+        for (int m : {0, 1, 3, 7, 8, 9, 31, 64})
+            for (int n : {0, 1, 3, 4, 5, 8, 13}) {
+                SCOPED_TRACE(testing::Message() << m << 'x' << n);
+                const Matrix a = makeMatrix(Kind::kRandom, m, n);
+                const Matrix x = makeMatrix(Kind::kRandom, n, 1),
+                             u = makeMatrix(Kind::kRandom, m, 1);
+                const Cells cells(a, {1, 0});
+                Cells y(Matrix(m, 1, kMark)), v(Matrix(n, 1, kMark));
+                gemv(count(m), count(n), cells.data(), count(cells.ld), x.a.data(), y.data());
+                gemvTransposed(count(m), count(n), cells.data(), count(cells.ld), u.a.data(),
+                               v.data());
+                expectProduct(a, x, y);
+                expectProduct(transposed(a), u, v);
+            }
+    });
+}
 
 }  // namespace
+}  // namespace kelvo::test

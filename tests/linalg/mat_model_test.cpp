@@ -3,16 +3,13 @@
 // each step every element of every matrix agrees.
 #include <gtest/gtest.h>
 
-#include <memory>
-#include <random>
-#include <vector>
-
 #include "KelvoBase/packed_mat.h"
 #include "tests/linalg/recorded_errors.h"
+#include "tests/linalg/vec_support.h"
 
 namespace {
 
-using kelvo::test::RecordedErrors;
+using namespace kelvo::test;
 
 template <class Mat>
 constexpr bool kGeneral = std::is_same_v<Mat, DoubleGenMat> || std::is_same_v<Mat, IntGenMat>;
@@ -22,16 +19,10 @@ class MatModel : public testing::Test {
   protected:
     using T = typename Mat::value_type;
     using Vec = decltype(std::declval<Mat&>().dataVec());
-    using Store = std::shared_ptr<std::vector<T>>;
-
-    struct Model {
-        int rows = 0, cols = 0;
-        Store store;
-        std::vector<int> at;  // position of each stored element
-
-        T& operator[](int k) { return (*store)[static_cast<std::size_t>(at[index(k)])]; }
-        static std::size_t index(int k) { return static_cast<std::size_t>(k); }
-        int size() const { return static_cast<int>(at.size()); }
+    struct Model : SharedCells<T> {
+        Model(int r = 0, int c = 0, const std::vector<T>& elements = {})
+            : SharedCells<T>(elements), rows(r), cols(c) {}
+        int rows, cols;
     };
     struct Pair {
         Mat real;
@@ -50,16 +41,14 @@ class MatModel : public testing::Test {
         return i > j ? -1 : j * (j + 1) / 2 + i;
     }
 
-    int below(int n) { return std::uniform_int_distribution<int>(0, n - 1)(random_); }
+    int below(int n) { return dice_.below(n); }
     T number() { return static_cast<T>(below(19) - 9); }
 
     // New elements behind a vector of any stride, sometimes with others around them.
     Pair fresh() {
-        Model m;
-        m.rows = below(5);
+        Model m(below(5));
         m.cols = kGeneral<Mat> ? below(5) : m.rows;
         const int size = storedSize(m.rows, m.cols), stride = 1 + below(3), start = below(3);
-        m.store = std::make_shared<std::vector<T>>();
         for (int k = 0; k < start + size * stride + 1; ++k) m.store->push_back(number());
         for (int k = 0; k < size; ++k) m.at.push_back(start + k * stride);
         const Vec all(m.store->data(), static_cast<unsigned>(m.store->size()));
@@ -67,77 +56,61 @@ class MatModel : public testing::Test {
         return {Mat(data, static_cast<unsigned>(m.rows), static_cast<unsigned>(m.cols)), m};
     }
 
-    static Model compacted(Model m) {
-        auto store = std::make_shared<std::vector<T>>();
-        for (int k = 0; k < m.size(); ++k) store->push_back(m[k]);
-        for (int k = 0; k < m.size(); ++k) m.at[m.index(k)] = k;
-        m.store = store;
-        return m;
-    }
+    static Model compacted(const Model& m) { return Model(m.rows, m.cols, m.elements()); }
 
     static Model resized(Model m, int rows, int cols) {
-        Model r{rows, cols, std::make_shared<std::vector<T>>(), {}};
-        for (int k = 0; k < storedSize(rows, cols); ++k) {
-            r.store->push_back(0);
-            r.at.push_back(k);
-        }
+        Model r(rows, cols, std::vector<T>(static_cast<std::size_t>(storedSize(rows, cols))));
         for (int i = 0; i < std::min(rows, m.rows); ++i)
             for (int j = 0; j < std::min(cols, m.cols); ++j)
                 if (place(r, i, j) >= 0) r[place(r, i, j)] = m[place(m, i, j)];
         return r;
     }
 
-    // a(k) = op(a(k), values of b before) for the elements that both have.
-    template <class Op>
-    static void combine(Model& a, Model b, Op op) {
-        Model values = compacted(b);
-        for (int k = 0; k < std::min(a.size(), b.size()); ++k) a[k] = op(a[k], values[k]);
+    // a(k) = op(a(k), b(k) before) for the elements that both have.
+    void combine(Pair& a, Pair& b, T s) {
+        const struct {
+            void (*run)(Mat& a, const Mat& b, T s);
+            T (*meaning)(T x, T y, T s);
+        } kOperations[] = {
+            {[](Mat& x, const Mat& y, T) { x = y; }, [](T, T y, T) { return y; }},
+            {[](Mat& x, const Mat& y, T) { x += y; }, [](T x, T y, T) { return x + y; }},
+            {[](Mat& x, const Mat& y, T) { x -= y; }, [](T x, T y, T) { return x - y; }},
+            {[](Mat& x, const Mat&, T n) { x = n; }, [](T, T, T n) { return n; }},
+            {[](Mat& x, const Mat&, T) { ++x; }, [](T x, T, T) { return x + 1; }},
+            {[](Mat& x, const Mat&, T) { x.zero(); }, [](T, T, T) { return T(0); }},
+        };
+        const int which = below(static_cast<int>(std::size(kOperations)));
+        Pair& other = which < 3 ? b : a;
+        std::vector<T> result = a.model.elements();
+        const std::vector<T> before = other.model.elements();
+        result.resize(std::min(result.size(), before.size()));
+        for (std::size_t k = 0; k < result.size(); ++k)
+            result[k] = kOperations[which].meaning(result[k], before[k], s);
+        kOperations[which].run(a.real, other.real, s);
+        a.model.assign(result);
     }
 
     void step() {
         Pair& a = pairs_[static_cast<std::size_t>(below(kPairs))];
         Pair& b = pairs_[static_cast<std::size_t>(below(kPairs))];
         const T s = number();
-        switch (below(kGeneral<Mat> ? 16 : 12)) {
-            case 0: {
-                Pair made = fresh();
-                a.real.reference(made.real);
-                a.model = made.model;
-                return;
-            }
-            case 1:
-                a.real.reference(b.real), a.model = b.model;
-                return;
-            case 2:
-                a.real.reference(b.real.copy()), a.model = compacted(b.model);
-                return;
-            case 3:
-                a.real.deepenShallowCopy(), a.model = compacted(a.model);
-                return;
-            case 4:
-                a.real = b.real, combine(a.model, b.model, [](T, T y) { return y; });
-                return;
-            case 5:
-                a.real = s, combine(a.model, a.model, [s](T, T) { return s; });
-                return;
-            case 6:
-                a.real += b.real, combine(a.model, b.model, std::plus<T>());
-                return;
-            case 7:
-                a.real -= b.real, combine(a.model, b.model, std::minus<T>());
-                return;
-            case 8:
-                ++a.real, combine(a.model, a.model, [](T x, T) { return x + 1; });
-                return;
-            case 9:
-                a.real.zero(), combine(a.model, a.model, [](T, T) { return T(0); });
-                return;
-            case 10:
-                return resize(a);
-            case 11:
-                return setOne(a, s);
-            default:
-                if constexpr (kGeneral<Mat>) return writeView(a, s);
+        const int what = below(kGeneral<Mat> ? 16 : 12);
+        if (what < 2) {
+            const Pair from = what == 0 ? fresh() : b;
+            a.real.reference(from.real);
+            a.model = from.model;
+        } else if (what == 2) {
+            a.real.reference(b.real.copy());
+            a.model = compacted(b.model);
+        } else if (what == 3) {
+            a.real.deepenShallowCopy();
+            a.model = compacted(a.model);
+        } else if (what < 10) {
+            combine(a, b, s);
+        } else if (what < 12) {
+            what == 10 ? resize(a) : setOne(a, s);
+        } else {
+            if constexpr (kGeneral<Mat>) writeView(a, s);
         }
     }
 
@@ -163,20 +136,10 @@ class MatModel : public testing::Test {
         IntVec rows(2, i), cols(3, j);
         rows[1] = 0;
         const int way = below(4);
-        switch (way) {
-            case 0:
-                a.real.bcrow(i) = s;
-                break;
-            case 1:
-                a.real.bccol(j) = s;
-                break;
-            case 2:
-                a.real.bcdiagonal(k) = s;
-                break;
-            case 3:
-                a.real(rows, cols) = s;
-                break;
-        }
+        if (way == 0) a.real.bcrow(i) = s;
+        if (way == 1) a.real.bccol(j) = s;
+        if (way == 2) a.real.bcdiagonal(k) = s;
+        if (way == 3) a.real(rows, cols) = s;
         for (int r = 0; r < m.rows; ++r)
             for (int c = 0; c < m.cols; ++c) {
                 const bool hit[] = {r == i, c == j, c - r == k, (r == i || r == 0) && c == j};
@@ -197,7 +160,7 @@ class MatModel : public testing::Test {
     }
 
     static constexpr int kPairs = 6;
-    std::mt19937 random_{20240};
+    Dice dice_{20240};
     std::vector<Pair> pairs_;
 };
 

@@ -4,10 +4,10 @@
 
 #include <climits>
 #include <limits>
-#include <random>
 
 #include "tests/linalg/mat_support.h"
 #include "tests/linalg/recorded_errors.h"
+#include "tests/linalg/vec_support.h"
 
 namespace {
 
@@ -24,11 +24,11 @@ class Products : public testing::Test {
     Vec numbers(unsigned n) {
         const int stride = made_++ % 3 == 0 ? 3 : 1;
         Vec v(n * 3 + 1);
-        for (int i = 0; i < static_cast<int>(v.length()); ++i) v(i) = static_cast<T>(below(19) - 9);
+        for (int i = 0; i < static_cast<int>(v.length()); ++i)
+            v(i) = static_cast<T>(dice_.below(19) - 9);
         return v.slice(1, n, stride);
     }
     Mat matrix(unsigned rows, unsigned cols) { return Mat(numbers(rows * cols), rows, cols); }
-    int below(int n) { return std::uniform_int_distribution<int>(0, n - 1)(random_); }
 
     static Mat naive(const Mat& a, const Mat& b) {
         Mat c(a.rows(), b.cols(), T(0));
@@ -44,7 +44,7 @@ class Products : public testing::Test {
         return t;
     }
 
-    std::mt19937 random_{7};
+    Dice dice_{7};
     int made_ = 0;
 };
 

@@ -8,6 +8,11 @@
 
 namespace kelvo::test {
 
+/// 1 2 3 ...
+inline DoubleVec counting(unsigned n) {
+    return DoubleVec(n, 1.0, 1.0);
+}
+
 /// "1 2 3"
 template <class Vec>
 requires requires(const Vec& v) {

@@ -11,10 +11,6 @@ namespace {
 
 using namespace kelvo::test;
 
-DoubleVec counting(unsigned n) {
-    return DoubleVec(n, 1.0, 1.0);
-}
-
 TEST(MatText, Prints) {
     std::ostringstream os;
     os << std::setw(3) << DoubleGenMat(counting(4), 2, 2) << "|" << std::setw(2)

@@ -3,15 +3,18 @@
 
 #include <algorithm>
 #include <cmath>
-#include <initializer_list>
-#include <random>
+#include <limits>
 
 #include "KelvoBase/gen_mat.h"
-#include "KelvoBase/vec.h"
+#include "tests/linalg/vec_support.h"
 
 namespace kelvo::test {
 
-inline constexpr double kEps = 2.220446049250313e-16;
+inline constexpr double kEps = std::numeric_limits<double>::epsilon();
+inline constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
+inline constexpr double kInfinity = std::numeric_limits<double>::infinity();
+inline constexpr char kUnsolvable[] =
+    "Can't solve system of equations, matrix not successfully factorized";
 
 /// Written row by row, as on paper.
 inline DoubleGenMat matrixOf(unsigned rows, unsigned cols, std::initializer_list<double> values) {
@@ -22,10 +25,6 @@ inline DoubleGenMat matrixOf(unsigned rows, unsigned cols, std::initializer_list
         ++at;
     }
     return m;
-}
-
-inline DoubleVec vectorOf(std::initializer_list<double> values) {
-    return DoubleVec(values.begin(), static_cast<unsigned>(values.size()));
 }
 
 /// Elements between -1 and 1, the same for every run.
@@ -73,25 +72,6 @@ inline double largest(const DoubleVec& v) {
 /// How far the columns are from orthonormal.
 inline double defectOf(const DoubleGenMat& q) {
     return largest(transposeProduct(q, q) - identityMatrix(q.cols()));
-}
-
-/// Product of reflections I - 2 v v' / v'v: orthogonal by construction.
-inline DoubleGenMat orthogonalMatrix(unsigned n, unsigned seed) {
-    DoubleGenMat q = identityMatrix(n);
-    for (unsigned k = 0; k < 3 && n > 0; ++k) {
-        const DoubleVec v = randomVector(n, seed + k);
-        const DoubleVec row = product(v, q) * (2 / dot(v, v));
-        for (int j = 0; j < static_cast<int>(n); ++j) q.col(j) -= v * row(j);
-    }
-    return q;
-}
-
-/// A matrix with these singular values.
-inline DoubleGenMat matrixWithSingularValues(unsigned rows, unsigned cols, const DoubleVec& s,
-                                             unsigned seed = 1) {
-    DoubleGenMat middle(rows, cols, 0.0);
-    middle.diagonal(0) = s;
-    return product(product(orthogonalMatrix(rows, seed), middle), orthogonalMatrix(cols, seed + 7));
 }
 
 }  // namespace kelvo::test

@@ -4,30 +4,16 @@
 
 #include <climits>
 #include <cmath>
-#include <functional>
 #include <limits>
-#include <random>
-#include <vector>
 
-#include "KelvoBase/vec.h"
-#include "tests/linalg/recorded_errors.h"
+#include "tests/linalg/vec_support.h"
 
 namespace {
 
+using namespace kelvo::test;
+
 const double kInf = std::numeric_limits<double>::infinity();
 const double kNaN = std::numeric_limits<double>::quiet_NaN();
-
-template <class Vec>
-std::vector<typename Vec::value_type> values(const Vec& v) {
-    std::vector<typename Vec::value_type> all;
-    for (unsigned i = 0; i < v.length(); ++i) all.push_back(v(static_cast<int>(i)));
-    return all;
-}
-
-template <class Vec>
-Vec of(std::initializer_list<typename Vec::value_type> list) {
-    return Vec(list.begin(), static_cast<unsigned>(list.size()));
-}
 
 // n random numbers in (low, high), seen through the given stride.
 DoubleVec randomView(unsigned n, int stride, double low, double high) {
@@ -232,15 +218,11 @@ TEST(VecFunctions, LengthWithoutOverflow) {
         DoubleVec v;
     } kRows[] = {
         {"none", DoubleVec()},
-        {"zeros", DoubleVec(9, 0.0)},
-        {"large", DoubleVec(10, 1e200)},
-        {"small", DoubleVec(10, 1e-200)},
         {"denormal", DoubleVec(3, 4e-320)},
         {"zeros, small, middle, large", of<DoubleVec>({0, -1e-200, 3, -4, 1e200, 1e199})},
         {"just below overflow", DoubleVec(4, 0.49 * std::numeric_limits<double>::max())},
         {"middle, strided", randomView(50, -3, -2, 2)},
         {"large, strided", randomView(9, 3, 1e300, 1e301)},
-        {"single", of<DoubleVec>({-1e-310})},
     };
     for (const auto& row : kRows) {
         SCOPED_TRACE(row.label);

@@ -3,19 +3,12 @@
 #include <gtest/gtest.h>
 
 #include <iomanip>
-#include <limits>
-#include <sstream>
 
-#include "KelvoBase/vec.h"
+#include "tests/linalg/mat_support.h"
 
 namespace {
 
-template <class Vec>
-std::string printed(const Vec& v) {
-    std::ostringstream out;
-    out << v;
-    return out.str();
-}
+using kelvo::test::printed;
 
 TEST(VecText, Output) {
     const struct {

@@ -4,32 +4,16 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <functional>
-#include <limits>
 #include <string>
-#include <vector>
 
-#include "linalg/kernels/instruction_level.h"
 #include "linalg/kernels/vector_ops.h"
+#include "tests/linalg/kernel_support.h"
 
-namespace kelvo::kernels {
+namespace kelvo::test {
 namespace {
 
+using namespace kernels;
 using Vec = std::vector<double>;
-constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
-constexpr double kInf = std::numeric_limits<double>::infinity();
-
-// Runs `body` once for every level that this machine has.
-void onEveryLevel(const std::function<void()>& body) {
-    const Level before = activeLevel();
-    for (Level level : kAllLevels) {
-        if (!forceLevel(level)) continue;
-        SCOPED_TRACE(testing::Message() << "level " << static_cast<int>(level));
-        EXPECT_EQ(level, activeLevel());
-        body();
-    }
-    forceLevel(before);
-}
 
 const std::size_t kLengths[] = {0,  1,  2,  3,  4,  7,  8,  9,  15, 16, 17,  23, 24,
                                 31, 32, 33, 47, 63, 64, 65, 66, 79, 95, 130, 300};
@@ -232,4 +216,4 @@ TEST(InstructionLevel, BestOneUpToTheNamedOneIsChosenAndLevelsNest) {
 }
 
 }  // namespace
-}  // namespace kelvo::kernels
+}  // namespace kelvo::test

@@ -1,14 +1,7 @@
 // What could break: sums that stop wrapping at 32 bits, the inverted test of the scratch disk, the
 // header that callers know, blocks or scratch files that stay, pointers that are not ours.
-#include <gtest/gtest.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
-
-#include <cerrno>
-#include <cstdint>
-#include <cstdlib>
-#include <cstring>
-#include <string>
 
 #include "Base/ma.h"
 #include "Base/zo_os_path.h"
@@ -16,11 +9,11 @@
 #include "KelvoBase/ma_memory_manager.h"
 #include "tests/support/child_process.h"
 #include "tests/support/temporary_directory.h"
+#include "tests/support/test.h"
 
 namespace {
 
-using kelvo::test::ScopedVariable;
-using kelvo::test::TemporaryDirectory;
+using namespace kelvo::test;
 
 constexpr unsigned kMiB = 1u << 20;
 // With size 0 the sum of size, header and reserve is 0, which a working disk grants.

@@ -2,15 +2,11 @@
 // destroys.
 #include "KelvoBase/moveable_memory.h"
 
-#include <gtest/gtest.h>
 #include <sys/stat.h>
-
-#include <cerrno>
-#include <cstring>
-#include <string>
 
 #include "tests/support/child_process.h"
 #include "tests/support/temporary_directory.h"
+#include "tests/support/test.h"
 
 namespace {
 

@@ -1,98 +1,34 @@
 // What could break: an end of velaWarning that looks like a button although none was chosen, keys
 // that do something else than they say, text that drives the terminal, settings left behind.
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <poll.h>
-#include <pty.h>
 #include <sys/wait.h>
-#include <termios.h>
 #include <unistd.h>
 
-#include <csignal>
-#include <cstdlib>
-#include <functional>
-#include <string>
-#include <vector>
-
-#include "Base/app.h"
 #include "KelvoBase/vl_warning.h"
 #include "programs/velaWarning/plain_text.h"
 #include "tests/support/child_process.h"
+#include "tests/support/terminal_session.h"
+#include "tests/support/test.h"
 
 namespace {
 
+using kelvo::test::becomeProgram;
 using Words = std::vector<std::string>;
-constexpr int kDeadlineSeconds = 30;
+using TerminalDialog = kelvo::test::TerminalTest;
 const char* const kPrompt = "Esc: none): ";
 
-// Becomes velaWarning.
-int runProgram(const Words& options) {
-    const std::string path = APP_getBinaryPath("velaWarning").str();
-    std::vector<char*> words = {const_cast<char*>(path.c_str())};
-    for (const std::string& option : options) words.push_back(const_cast<char*>(option.c_str()));
-    words.push_back(nullptr);
-    execv(words[0], words.data());
-    return 99;
-}
-
-// Runs code in a child with a terminal of its own and without a display.
-class Session {
+// velaWarning, or other code, on a terminal and without a display.
+class Session : public kelvo::test::TerminalSession {
   public:
-    explicit Session(const std::function<int()>& body) {
-        winsize size{};
-        size.ws_col = 80;
-        size.ws_row = 24;
-        pid_ = forkpty(&master_, nullptr, nullptr, &size);
-        if (pid_ != 0) return;
-        unsetenv("DISPLAY");
-        unsetenv("WAYLAND_DISPLAY");
-        alarm(kDeadlineSeconds);
-        _exit(body());
-    }
-    explicit Session(const Words& options) : Session([&options] { return runProgram(options); }) {}
-    ~Session() { hangUp(); }
-
-    // Reads until the text has been shown behind the one awaited before.
-    bool await(const std::string& text) {
-        std::size_t place;
-        while ((place = shown.find(text, seen_)) == std::string::npos)
-            if (!readSome()) return false;
-        seen_ = place + text.size();
-        return true;
-    }
-    void type(const std::string& keys) {
-        EXPECT_EQ(write(master_, keys.data(), keys.size()), static_cast<ssize_t>(keys.size()));
-    }
-    void signal(int number) { kill(pid_, number); }
-    void hangUp() {
-        if (master_ >= 0) close(master_);
-        master_ = -1;
-    }
-    bool readsKeys() const {
-        termios settings{};
-        return tcgetattr(master_, &settings) == 0 && (settings.c_lflag & (ICANON | ECHO)) == 0;
-    }
-    // The exit code, or -signal.
-    int end() {
-        int status = 0;
-        while (master_ >= 0 && readSome()) continue;
-        waitpid(pid_, &status, 0);
-        return WIFSIGNALED(status) ? -WTERMSIG(status) : WEXITSTATUS(status);
-    }
-
-    std::string shown;
-
-  private:
-    bool readSome() {
-        char buffer[4096];
-        const ssize_t n = read(master_, buffer, sizeof buffer);
-        if (n > 0) shown.append(buffer, static_cast<std::size_t>(n));
-        return n > 0;
-    }
-
-    pid_t pid_;
-    int master_ = -1;
-    std::size_t seen_ = 0;
+    explicit Session(const std::function<int()>& body)
+        : TerminalSession([&body] {
+              unsetenv("DISPLAY");
+              unsetenv("WAYLAND_DISPLAY");
+              return body();
+          }) {}
+    explicit Session(const Words& options)
+        : Session([&options]() -> int { becomeProgram("velaWarning", options); }) {}
 };
 
 Words withButtons(int count, Words options = {"-s", "Question?"}) {
@@ -100,7 +36,7 @@ Words withButtons(int count, Words options = {"-s", "Question?"}) {
     return options;
 }
 
-TEST(TerminalDialog, KeysChooseAButton) {
+TEST_F(TerminalDialog, KeysChooseAButton) {
     const struct {
         const char* what;
         int buttons;
@@ -134,11 +70,11 @@ TEST(TerminalDialog, KeysChooseAButton) {
     }
 }
 
-TEST(TerminalDialog, KeysTypedBeforeTheQuestionAreNotTaken) {
-    Session session([] {
+TEST_F(TerminalDialog, KeysTypedBeforeTheQuestionAreNotTaken) {
+    Session session([]() -> int {
         pollfd typed = {STDIN_FILENO, POLLIN, 0};
         poll(&typed, 1, -1);
-        return runProgram(withButtons(3));
+        becomeProgram("velaWarning", withButtons(3));
     });
     session.type("3\r");
     ASSERT_TRUE(session.await(kPrompt));
@@ -146,7 +82,7 @@ TEST(TerminalDialog, KeysTypedBeforeTheQuestionAreNotTaken) {
     EXPECT_EQ(session.end(), 2);
 }
 
-TEST(TerminalDialog, FoldsTheDetailsAndStopsAtEachPage) {
+TEST_F(TerminalDialog, FoldsTheDetailsAndStopsAtEachPage) {
     Words options = {"-t", "Title", "-f", "The detail"};
     for (int i = 0; i < 40; ++i) options.insert(options.end(), {"-s", "line" + std::to_string(i)});
     for (const char* key : {" ", "q", "\x1B"}) {
@@ -171,7 +107,7 @@ TEST(TerminalDialog, FoldsTheDetailsAndStopsAtEachPage) {
     }
 }
 
-TEST(TerminalDialog, SignalsEndItAndBringTheTerminalBack) {
+TEST_F(TerminalDialog, SignalsEndItAndBringTheTerminalBack) {
     for (int signal : {SIGTERM, SIGINT, SIGHUP}) {
         Session session(withButtons(3));
         ASSERT_TRUE(session.await(kPrompt));
@@ -185,14 +121,14 @@ TEST(TerminalDialog, SignalsEndItAndBringTheTerminalBack) {
     EXPECT_EQ(session.end(), -SIGHUP);
 }
 
-TEST(TerminalDialog, WithoutAUserItSaysItsTextAndEnds) {
+TEST_F(TerminalDialog, WithoutAUserItSaysItsTextAndEnds) {
     for (const char* display : {"", ":987", "localhost:987"}) {
         const auto child = kelvo::test::runInChild([&] {
             setsid();  // no controlling terminal
             dup2(open("/dev/null", O_RDONLY), STDIN_FILENO);
             unsetenv("WAYLAND_DISPLAY");
             setenv("DISPLAY", display, 1);
-            runProgram({"-t", "T", "-s", "a\x1B[2Jb", "-f", "F", "-b", "OK"});
+            becomeProgram("velaWarning", {"-t", "T", "-s", "a\x1B[2Jb", "-f", "F", "-b", "OK"});
         });
         EXPECT_EQ(child.exitCode, 0);
         EXPECT_EQ(child.errors,
@@ -203,7 +139,7 @@ TEST(TerminalDialog, WithoutAUserItSaysItsTextAndEnds) {
     Session background([] {
         if (fork() == 0) {
             setpgid(0, 0);
-            runProgram(withButtons(2));
+            becomeProgram("velaWarning", withButtons(2));
         }
         int status = 0;
         wait(&status);
@@ -212,7 +148,7 @@ TEST(TerminalDialog, WithoutAUserItSaysItsTextAndEnds) {
     EXPECT_EQ(background.end(), 50) << background.shown;
 }
 
-TEST(TerminalDialog, OptionsNeverLookLikeAButton) {
+TEST_F(TerminalDialog, OptionsNeverLookLikeAButton) {
     const struct {
         Words options;
         int code;
@@ -236,7 +172,7 @@ TEST(TerminalDialog, OptionsNeverLookLikeAButton) {
     }
 }
 
-TEST(TerminalDialog, AnswersVlWarningFromEndToEnd) {
+TEST_F(TerminalDialog, AnswersVlWarningFromEndToEnd) {
     const struct {
         const char* keys;
         int pressed;

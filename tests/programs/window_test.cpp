@@ -1,20 +1,15 @@
 // What could break: the window of velaWarning under a real X server, with real keys and clicks: the
 // wrong button, an end without a button that counts as one, a display that dies.
-#include <gtest/gtest.h>
 #include <poll.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <csignal>
-#include <cstdio>
-#include <cstdlib>
 #include <filesystem>
-#include <functional>
-#include <string>
-#include <vector>
 
 #include "Base/app.h"
 #include "KelvoBase/vl_warning.h"
+#include "tests/support/child_process.h"
+#include "tests/support/test.h"
 
 namespace {
 
@@ -76,13 +71,9 @@ class Window : public testing::Test {
 
     // Runs velaWarning without a terminal, so that nothing else can ask.
     pid_t start(const Words& options) {
-        const std::string path = APP_getBinaryPath("velaWarning").str();
-        std::vector<char*> words = {const_cast<char*>(path.c_str())};
-        for (const std::string& word : options) words.push_back(const_cast<char*>(word.c_str()));
-        words.push_back(nullptr);
         return shown(spawn([&] {
             setsid();
-            execv(words[0], words.data());
+            kelvo::test::becomeProgram("velaWarning", options);
         }));
     }
     // Waits for the window. Without a window manager nobody gives it the keys.

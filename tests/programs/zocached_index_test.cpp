@@ -1,20 +1,17 @@
 // What could break: an entry that a client holds loses its file, a file is deleted that belongs to
 // nobody's entry, the wrong entry is evicted, what was promised is not in the store after a crash.
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <sqlite3.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <filesystem>
-#include <map>
-#include <memory>
 #include <random>
-#include <set>
 
 #include "programs/zocached/index.h"
 #include "programs/zocached/request.h"
 #include "tests/programs/zocached_support.h"
+#include "tests/support/test.h"
 
 namespace {
 

@@ -3,7 +3,6 @@
 // KELVO_SOAK sets the number of rounds; a few by default.
 #include <fcntl.h>
 #include <grp.h>
-#include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -11,16 +10,13 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <csignal>
-#include <cstdio>
-#include <cstring>
 #include <filesystem>
-#include <functional>
 #include <random>
 
 #include "Base/app.h"
 #include "KelvoBase/file_cache.h"
 #include "tests/programs/zocached_support.h"
+#include "tests/support/test.h"
 
 namespace {
 
@@ -197,6 +193,17 @@ TEST_F(Storm, ClientsThatComeWhenTheServerLeavesAreServed) {
         // The clients have gone: the server leaves after a second, just when the next ones come.
         rest(0.985 + static_cast<double>(random() % 30) / 1000);
     }
+}
+
+// A port passes on: what the lock file names may be the server of another directory.
+TEST_F(Storm, LockFileOfAnotherDirectorysServerLeadsNowhere) {
+    const TemporaryDirectory other;
+    FileCache theirs, ours;
+    ASSERT_FALSE(theirs.initialize(other.path(), 0, 0));
+    fs::copy_file(other / "lockfile.lck", path_ + "/lockfile.lck");
+    ASSERT_FALSE(ours.initialize(path_, 0, 0));
+    EXPECT_TRUE(put(ours, "key"));
+    EXPECT_FALSE(theirs.find("key"));
 }
 
 // Adds, finds and removes until it is killed, and reports each add that was acknowledged.

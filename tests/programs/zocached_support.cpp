@@ -12,20 +12,10 @@
 #include <filesystem>
 #include <thread>
 
-#include "Base/app.h"
+#include "tests/support/child_process.h"
 
 namespace kelvo::test {
 namespace {
-
-// Becomes zocached.
-[[noreturn]] void runProgram(const std::vector<std::string>& arguments) {
-    const std::string path = APP_getBinaryPath("zocached").str();
-    std::vector<char*> words = {const_cast<char*>(path.c_str())};
-    for (const std::string& word : arguments) words.push_back(const_cast<char*>(word.c_str()));
-    words.push_back(nullptr);
-    execv(words[0], words.data());
-    _exit(99);
-}
 
 std::string readAll(int file) {
     std::string text;
@@ -49,7 +39,7 @@ void CacheClient::start(const std::vector<std::string>& options) {
         const int nowhere = ::open("/dev/null", O_RDWR);
         for (int standard = 0; standard < 3; ++standard) dup2(nowhere, standard);
         closefrom(3);
-        runProgram(arguments);
+        becomeProgram("zocached", arguments);
     }
     zoTCP::Socket* accepted = nullptr;
     ASSERT_FALSE(listener.accept(&accepted, zoUtil::Interval(20)));
@@ -122,7 +112,7 @@ int runTool(const std::vector<std::string>& arguments, std::string& output) {
         dup2(ends[1], STDOUT_FILENO);
         dup2(ends[1], STDERR_FILENO);
         closefrom(3);
-        runProgram(arguments);
+        becomeProgram("zocached", arguments);
     }
     close(ends[1]);
     output = readAll(ends[0]);

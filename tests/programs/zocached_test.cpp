@@ -204,26 +204,6 @@ TEST_F(Zocached, FilesThatOthersDeleteAreNotFound) {
     EXPECT_EQ(figure(path(), "bytes"), 5);
 }
 
-TEST_F(Zocached, ReplacedAndRemovedEntriesLastAsLongAsTheirHolders) {
-    CacheClient client, other;
-    ASSERT_FALSE(client.open(path()));
-    ASSERT_FALSE(other.open(path()));
-    ASSERT_TRUE(client.put(path(), "key"));
-    ASSERT_EQ(other.pathOf("key"), *this / "key");
-    writeFile(*this / "second", "xx");
-    EXPECT_TRUE(client.add("key", *this / "second"));
-    EXPECT_TRUE(client.release("key", false));
-    EXPECT_TRUE(client.release("key", true));
-    EXPECT_FALSE(fs::exists(*this / "second"));
-    EXPECT_FALSE(other.has("key"));
-    EXPECT_TRUE(fs::exists(*this / "key"));  // the other has it still
-    EXPECT_EQ(client.end(SIGKILL), SIGKILL);
-    CacheClient next;
-    ASSERT_FALSE(next.open(path()));  // a crash does not bring it back
-    EXPECT_FALSE(next.has("key"));
-    EXPECT_FALSE(fs::exists(*this / "key"));
-}
-
 TEST_F(Zocached, FirstRequestMustBeForThisDirectory) {
     TemporaryDirectory elsewhere;
     CacheClient first;

@@ -1,14 +1,10 @@
 // What could break: a default. This program never changes a setting, and its tests of the behaviour
 // and of the standard sizes run in children that start from this untouched state.
-#include <gtest/gtest.h>
-
-#include <cstdlib>
-#include <new>
-
 #include "KelvoBase/behaviour.h"
 #include "KelvoBase/font_properties.h"
 #include "KelvoBase/modelling_tolerances.h"
 #include "tests/support/child_process.h"
+#include "tests/support/test.h"
 
 using kelvo::test::passesInChild;
 

@@ -3,48 +3,16 @@
 // single saved curvature.
 #include "KelvoBase/modelling_tolerances.h"
 
-#include <gtest/gtest.h>
-
-#include <climits>
-#include <cmath>
-#include <limits>
+#include "tests/support/test.h"
 
 namespace {
-
-// Stores the defaults when it goes out of scope. Which they are is checked in a process that never
-// changed one.
-class SettingsGuard {
-  public:
-    SettingsGuard() = default;
-    SettingsGuard(const SettingsGuard&) = delete;
-    SettingsGuard& operator=(const SettingsGuard&) = delete;
-    ~SettingsGuard() {
-        set_vertex_merge_tolerance(0.01);
-        set_crv_fit_tolerance(0.01);
-        set_trim_crv_fit_tolerance(0.001);
-        set_cos_gap(0.001);
-        set_max_continuity_gap(0.01);
-        set_tol_topological_G0(0.01);
-        set_tol_topological_G1(degrees_to_radians(30.0));
-        set_tol_topological_G2(1.0);
-        set_continuity_angle_tolerance(degrees_to_radians(0.1));
-        set_curvature_tolerance(0.1);
-        scale_curvature_tolerance(1.0);  // what a scale remembers, too
-        set_arc_stepsize_tolerance(0.01);
-        set_checkpoints(5);
-        set_max_surf_spans(100);
-        set_checkpoint_steptype(2);
-        va_coordinate_system = 0;
-        angular_mode = 0;
-    }
-};
 
 struct Setting {
     const char* what;
     double (*get)();
     void (*set)(double);
 };
-const Setting kFloored[] = {
+const std::vector<Setting> kFloored = {
     {"curve fit", get_crv_fit_tolerance, set_crv_fit_tolerance},
     {"trim curve fit", get_trim_crv_fit_tolerance, set_trim_crv_fit_tolerance},
     {"cosine gap", get_cos_gap, set_cos_gap},
@@ -52,17 +20,17 @@ const Setting kFloored[] = {
     {"point coincidence", get_point_coincident_tol, set_max_continuity_gap},
     {"G0", get_topological_G0, set_tol_topological_G0},
 };
-const Setting kPlain[] = {
+const std::vector<Setting> kPlain = {
     {"vertex merge", get_vertex_merge_tolerance, set_vertex_merge_tolerance},
     {"arc step", get_arc_stepsize_tolerance, set_arc_stepsize_tolerance},
     {"G2", get_topological_G2, set_tol_topological_G2},
     {"curvature", get_curvature_tolerance, set_curvature_tolerance},
 };
-const Setting kAngles[] = {
+const std::vector<Setting> kAngles = {
     {"G1", get_topological_G1, set_tol_topological_G1},
     {"continuity angle", get_continuity_angle_tolerance, set_continuity_angle_tolerance},
 };
-const struct {
+const struct Count {
     const char* what;
     int (*get)();
     void (*set)(int);
@@ -72,8 +40,27 @@ const struct {
     {"spans", get_max_surf_spans, set_max_surf_spans},
 };
 
-TEST(Tolerances, ValuesBelowMachineToleranceReadAsMinimum) {
-    SettingsGuard restore;
+// Leaves all settings as they were.
+class Tolerances : public testing::Test {
+  protected:
+    Tolerances() {
+        const auto keep = [this](const auto& settings) {
+            for (const auto& s : settings)
+                restore_.push_back([s, before = s.get()] { s.set(before); });
+        };
+        keep(kFloored), keep(kPlain), keep(kAngles), keep(kCounts);
+    }
+    ~Tolerances() override {
+        for (const auto& restore : restore_) restore();
+        scale_curvature_tolerance(1.0);  // what a scale remembers, too
+        va_coordinate_system = angular_mode = 0;
+    }
+
+  private:
+    std::vector<std::function<void()>> restore_;
+};
+
+TEST_F(Tolerances, ValuesBelowMachineToleranceReadAsMinimum) {
     const struct {
         double stored, read;
     } kValues[] = {{0.0, 5e-05},   {-1.0, 5e-05},  {9.9e-14, 5e-05}, {-INFINITY, 5e-05},
@@ -89,8 +76,7 @@ TEST(Tolerances, ValuesBelowMachineToleranceReadAsMinimum) {
     }
 }
 
-TEST(Tolerances, OtherSettingsReadBackAsStored) {
-    SettingsGuard restore;
+TEST_F(Tolerances, OtherSettingsReadBackAsStored) {
     for (const Setting& setting : kPlain)
         for (double value : {0.0, -3.5, 1e-14, 7.25}) {
             setting.set(value);
@@ -104,8 +90,7 @@ TEST(Tolerances, OtherSettingsReadBackAsStored) {
 }
 
 // Every setting gets its own value first and is read afterwards, so that shared storage shows.
-TEST(Tolerances, SettingsAreIndependent) {
-    SettingsGuard restore;
+TEST_F(Tolerances, SettingsAreIndependent) {
     double next = 1.0;
     for (const Setting& setting : kFloored) setting.set(next++);
     for (const Setting& setting : kPlain) setting.set(next++);
@@ -124,16 +109,14 @@ TEST(Tolerances, SettingsAreIndependent) {
     for (const auto& count : kCounts) EXPECT_EQ(next++, count.get()) << count.what;
 }
 
-TEST(Tolerances, IntersectionIsTwiceTheFitWithoutFloor) {
-    SettingsGuard restore;
+TEST_F(Tolerances, IntersectionIsTwiceTheFitWithoutFloor) {
     for (double value : {0.0, -1.0, 1e-14, 0.03}) {
         set_crv_fit_tolerance(value);
         EXPECT_EQ(2.0 * value, get_crv_intersect_tolerance());
     }
 }
 
-TEST(Tolerances, AnglesAreKeptInDegrees) {
-    SettingsGuard restore;
+TEST_F(Tolerances, AnglesAreKeptInDegrees) {
     for (const Setting& angle : kAngles)
         for (double radians : {0.0, 0.17, -2.0, 100.0}) {
             angle.set(radians);
@@ -147,7 +130,7 @@ TEST(Tolerances, AnglesAreKeptInDegrees) {
     EXPECT_EQ(57.29577951308232, radians_to_degrees(1.0));
 }
 
-TEST(Tolerances, KnotToleranceGrowsWithTheDegreeUpToALimit) {
+TEST_F(Tolerances, KnotToleranceGrowsWithTheDegreeUpToALimit) {
     const struct {
         int degree;
         double tolerance;
@@ -160,8 +143,7 @@ TEST(Tolerances, KnotToleranceGrowsWithTheDegreeUpToALimit) {
     EXPECT_EQ(0.01, get_knot_tolerance_degree(INT_MAX));  // at once, not after 2^31 steps
 }
 
-TEST(Tolerances, OneCurvatureIsSaved) {
-    SettingsGuard restore;
+TEST_F(Tolerances, OneCurvatureIsSaved) {
     scale_curvature_tolerance(2.0);
     scale_curvature_tolerance(3.0);
     EXPECT_DOUBLE_EQ(0.6, get_curvature_tolerance());
@@ -175,8 +157,7 @@ TEST(Tolerances, OneCurvatureIsSaved) {
     EXPECT_EQ(0.2, get_curvature_tolerance());
 }
 
-TEST(Tolerances, AnyNonZeroCoordinateSystemIsYUp) {
-    SettingsGuard restore;
+TEST_F(Tolerances, AnyNonZeroCoordinateSystemIsYUp) {
     for (int system : {0, 1, 5, -1}) {
         va_coordinate_system = system;
         const bool z = system == 0;

@@ -2,7 +2,7 @@
 // lists, some under the table and some in use, with everything that frees, moves or reuses nodes.
 // The address sanitizer is the judge of the nodes, a vector that of the content.
 #include <algorithm>
-#include <cstdlib>
+#include <functional>
 #include <memory>
 #include <random>
 
@@ -25,52 +25,25 @@ class History {
 
     void step() {
         Each& each = lists_[below(kLists)];
-        switch (below(15)) {
-            case 0:
-            case 1:
-            case 2:
-                append(each, 1 + below(60));
-                break;
-            case 3:
-                for (Each& other : lists_) append(other, 1);
-                break;
-            case 4:
-                prepend(each);
-                break;
-            case 5:
-                dropLast(each, 1 + below(20));
-                break;
-            case 6:
-                dropFirst(each, 1 + below(40));
-                break;
-            case 7:
-                dropAny(each);
-                break;
-            case 8:
-                if (below(6) == 0) empty(each);
-                break;
-            case 9:
-                swapData(each, lists_[below(kLists)]);
-                break;
-            case 10:
-                renewHandle(each);
-                break;
-            case 11:
-                appendBehindSuffix(each);
-                break;
-            case 12:
-                replaceByDuplicate(each);
-                break;
-            case 13:
-                replaceByDifference(each, lists_[below(kLists)]);
-                break;
-            case 14:
-                if (below(10) == 0)
-                    freeByHand(each);
-                else
-                    sort(each);
-                break;
-        }
+        const std::function<void()> append60 = [&] { append(each, 1 + below(60)); };
+        const std::function<void()> acts[] = {
+            append60,
+            append60,
+            append60,
+            [&] { std::for_each(lists_, lists_ + kLists, [&](Each& any) { append(any, 1); }); },
+            [&] { prepend(each); },
+            [&] { dropLast(each, 1 + below(20)); },
+            [&] { dropFirst(each, 1 + below(40)); },
+            [&] { dropAny(each); },
+            [&] { return below(6) == 0 ? empty(each) : append60(); },
+            [&] { swapData(each, lists_[below(kLists)]); },
+            [&] { renewHandle(each); },
+            [&] { appendBehindSuffix(each); },
+            [&] { replaceByDuplicate(each); },
+            [&] { replaceByDifference(each, lists_[below(kLists)]); },
+            [&] { return below(10) == 0 ? freeByHand(each) : sort(each); },
+        };
+        acts[below(std::size(acts))]();
         ASSERT_EQ(each.model, visibleItems(each.handle.get()));
         void* last = each.handle->methods->tail(each.handle.get(), &status_);
         ASSERT_EQ(each.model.empty(), last == nullptr);

@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <source_location>
+#include <utility>
 #include <vector>
 
 #include "KelvoBase/ds_lists.h"
@@ -23,6 +25,25 @@ template <class Function>
 void* pointer(Function* function) {
     return reinterpret_cast<void*>(function);
 }
+
+// The status that a call is given; -1 until one has set it.
+class Status {
+  public:
+    operator int*() { return &code_; }
+    // What the call before has set.
+    int code() { return std::exchange(code_, -1); }
+    // The call gave this answer and set this code.
+    template <class Expected, class Answer>
+    void expect(const Expected& expected, int code, const Answer& answer,
+                std::source_location at = std::source_location::current()) {
+        const testing::ScopedTrace trace(at.file_name(), static_cast<int>(at.line()), "");
+        EXPECT_EQ(expected, answer);
+        EXPECT_EQ(code, this->code());
+    }
+
+  private:
+    int code_ = -1;
+};
 
 using Comparator = int (*)(void*, void*);
 using Filter = int (*)(void*);

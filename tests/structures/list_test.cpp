@@ -65,6 +65,59 @@ TEST_P(EachKind, WrongArgumentsGiveTheirStatus) {
     fails(0, m.duplicate(&empty, 0, 0, s));
 }
 
+// --- Steps by name, which callers get inline
+
+struct Steps {
+    Kind kind;
+    void* (*head)(DS*, int*);
+    void* (*next)(DS*, void*, int*);
+    void* (*item)(DS*, void*, int*);
+};
+template <auto head, auto next, auto item>
+Steps byName(const Kind& kind) {
+    return {kind, [](DS* list, int* s) { return head(list, s); },
+            [](DS* list, void* at, int* s) { return next(list, at, s); },
+            [](DS* list, void* at, int* s) { return item(list, at, s); }};
+}
+
+// What the steps give, every result with its status: over the list, then for nulls.
+Items answers(DS* list, const Steps& steps, bool withStatus) {
+    int status = -1;
+    int* s = withStatus ? &status : nullptr;
+    Items all;
+    const auto note = [&](void* result) {
+        all.push_back(value(result));
+        all.push_back(static_cast<unsigned>(std::exchange(status, -1)));
+        return result;
+    };
+    for (void* at = note(steps.head(list, s)); at; at = note(steps.next(list, at, s)))
+        note(steps.item(list, at, s));
+    for (DS* handle : {list, static_cast<DS*>(nullptr)}) {
+        note(steps.next(handle, handle ? nullptr : list->data, s));
+        note(steps.item(handle, handle ? nullptr : list->data, s));
+    }
+    note(steps.head(nullptr, s));
+    return all;
+}
+
+TEST(Steps, ByNameAnswerAsThoseOfTheTable) {
+    const Steps kinds[] = {
+        byName<Ds_slist_head, Ds_slist_next, Ds_slist_get_data>(kKinds[0]),
+        byName<Ds_dlist_head, Ds_dlist_next, Ds_dlist_get_data>(kKinds[1]),
+    };
+    for (const Steps& named : kinds)
+        for (const Items& items : {Items{}, {1}, {2}, {2, 1}, {0, 1, 3, 4, 5}, {7, 9, 0, 0, 11}})
+            for (Filter filter : {Filter(nullptr), Filter(isEven), Filter(isNothing)})
+                for (bool withStatus : {true, false}) {
+                    List list(named.kind, items, Ds_fifo_comparator, filter);
+                    const DsMethods& m = *list.methods;
+                    EXPECT_EQ(answers(&list, {named.kind, m.head, m.next, m.get_data}, withStatus),
+                              answers(&list, named, withStatus))
+                        << named.kind.name << ", " << items.size() << " items";
+                }
+    EXPECT_EQ(Ds_dlist_get_methods()->next, Ds_dlist_next);  // one address, everywhere
+}
+
 // --- Walks
 
 int visitInto(void* item, void* into, int*) {

@@ -12,6 +12,7 @@
 #include <cstdio>
 #include <exception>
 
+#include "Base/app.h"
 #include "Base/rpt.h"
 
 namespace kelvo::test {
@@ -83,6 +84,15 @@ std::string describe(const ChildResult& child) {
 }
 
 }  // namespace
+
+void becomeProgram(const char* name, const std::vector<std::string>& arguments) {
+    const std::string path = APP_getBinaryPath(name).str();
+    std::vector<char*> words = {const_cast<char*>(path.c_str())};
+    for (const std::string& word : arguments) words.push_back(const_cast<char*>(word.c_str()));
+    words.push_back(nullptr);
+    execv(words[0], words.data());
+    _exit(99);
+}
 
 ChildResult runInChild(const std::function<void()>& body, int seconds) {
     ChildResult child;

@@ -5,6 +5,7 @@
 
 #include <functional>
 #include <string>
+#include <vector>
 
 namespace kelvo::test {
 
@@ -15,6 +16,9 @@ struct ChildResult {
     bool timedOut = false;
     std::string errors;  ///< all of stderr
 };
+
+/// In a child: becomes the program of this name, one of ours; ends with 99 when it cannot.
+[[noreturn]] void becomeProgram(const char* name, const std::vector<std::string>& arguments);
 
 /// Runs `body` in a child process whose stderr is a pipe and whose sink is the default one. A body
 /// that returns ends with exit code 0, or 1 when it saw a failed expectation, whose text is then in

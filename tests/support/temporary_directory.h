@@ -1,6 +1,8 @@
 // Directories and small disks for tests, gone afterwards.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <cstdint>
 #include <string>
 
@@ -22,6 +24,12 @@ class TemporaryDirectory {
 
   private:
     std::string path_;
+};
+
+/// Tests that work in a directory.
+class InDirectory : public testing::Test {
+  protected:
+    const TemporaryDirectory directory;
 };
 
 /// A file system in memory with so many bytes, at `path`. Only root can make one: ask mounted().

@@ -1,20 +1,12 @@
 // What could break: any interplay of groups, nested groups, undo, redo, failures, limits, dead
 // objects and disabled stretches. Random sessions run beside a model: a line of commands with a
 // cursor between what is done and what is undone, in which each command names its step.
-#include <gtest/gtest.h>
-
-#include <algorithm>
 #include <array>
-#include <map>
-#include <memory>
 #include <random>
-#include <set>
-#include <stdexcept>
-#include <string>
-#include <vector>
 
 #include "KelvoBase/undo_command.h"
 #include "KelvoBase/vl_undo.h"
+#include "tests/support/test.h"
 
 namespace {
 
@@ -114,36 +106,25 @@ class Session {
     int pick(int n) { return static_cast<int>(random_() % static_cast<unsigned>(n)); }
 
     void act() {
-        switch (pick(20)) {
-            case 0:
-            case 1:
-                return push();
-            case 2:
-            case 3:
-            case 4:
-                if (!open_.empty()) pop();
-                return;
-            case 5:
-            case 6:
-            case 7:
-            case 8:
-                if (open_.empty()) play(pick(5) < 3);
-                return;
-            case 9:
-                if (pick(4) == 0 && open_.size() < 9) disable();
-                return;
-            case 10:
-                if (pick(8) == 0) die(pick(kObjects));
-                return;
-            case 11:
-                if (pick(4) == 0) mark();
-                return;
-            case 12:
-                if (pick(8) == 0) limit();
-                return;
-            default:
-                return pick(2) ? editCell() : editObject();
-        }
+        const int choice = pick(20);
+        if (choice < 2)
+            push();
+        else if (choice < 5 && !open_.empty())
+            pop();
+        else if (choice < 9 && open_.empty())
+            play(pick(5) < 3);
+        else if (choice == 9 && pick(4) == 0 && open_.size() < 9)
+            disable();
+        else if (choice == 10 && pick(8) == 0)
+            die(pick(kObjects));
+        else if (choice == 11 && pick(4) == 0)
+            mark();
+        else if (choice == 12 && pick(8) == 0)
+            limit();
+        else if (pick(2))
+            editCell();
+        else
+            editObject();
     }
 
     // ---- What is done to both

@@ -2,13 +2,8 @@
 // taken where nothing is recorded; objects that die while they are told.
 #include "KelvoBase/undo_command.h"
 
-#include <gtest/gtest.h>
-
-#include <memory>
-#include <string>
-#include <vector>
-
 #include "KelvoBase/vl_undo.h"
+#include "tests/support/test.h"
 
 namespace {
 
@@ -112,21 +107,6 @@ TEST_F(StatefulUndo, ChangeIsUndoneAndRedoneOnce) {
     EXPECT_EQ(5, told);
     EXPECT_TRUE(manager_->redo());  // which redo does not touch
     EXPECT_EQ(5, told);
-}
-
-TEST_F(StatefulUndo, DeadObjectsAreLeftAlone) {
-    auto knob = std::make_unique<Knob>();
-    Knob other("Other");
-    VL_undo_push_new_group(0, 0);
-    knob->turn(1);
-    other.turn(2);
-    const Knob copy(*knob);
-    VL_undo_pop_group(true);
-    knob.reset();
-    EXPECT_TRUE(manager_->undo());
-    EXPECT_TRUE(manager_->redo());
-    EXPECT_EQ(std::vector<int>({2, 0, 2}), other.applied);
-    EXPECT_EQ(std::vector<int>({1}), copy.applied);
 }
 
 TEST_F(StatefulUndo, ObjectMayDieWhileItIsTold) {

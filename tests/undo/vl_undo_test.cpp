@@ -2,21 +2,13 @@
 // the guards, and a group that dies while it is on the stack.
 #include "KelvoBase/vl_undo.h"
 
-#include <dlfcn.h>
-#include <gtest/gtest.h>
-
-#include <cstdint>
-#include <limits>
-#include <string>
-#include <vector>
-
 #include "tests/support/child_process.h"
 #include "tests/support/report_capture.h"
+#include "tests/support/test.h"
 
 namespace {
 
-using kelvo::test::passesInChild;
-using kelvo::test::ReportCapture;
+using namespace kelvo::test;
 using zoKelvoBase::undoGetGroup;
 
 TEST(UndoFlags, BothSettersSetTheUndoFlag) {
@@ -200,31 +192,6 @@ TEST(UndoGuards, ReportWordForWord) {
             EXPECT_EQ("", reported());
         }
     }));
-}
-
-TEST(UndoStack, PlainNamesAreExported) {
-    for (const char* name : {"VL_undo_is_active",
-                             "VL_undo_in_undo",
-                             "VL_undo_in_redo",
-                             "VL_undo_set_in_undo",
-                             "VL_undo_set_in_redo",
-                             "VL_undo_new_group",
-                             "VL_undo_push_group",
-                             "VL_undo_push_new_group",
-                             "VL_undo_pop_group",
-                             "VL_undo_get_group",
-                             "VL_undo_get_num_groups",
-                             "VL_undo_creation_disable",
-                             "VL_undo_call_supported",
-                             "VL_undo_call_unsupported",
-                             "redraw_add_active_planes",
-                             "redraw_add_model_planes",
-                             "redraw_add_template_planes",
-                             "redraw_add_window_planes",
-                             "redraw_add_all",
-                             "redraw_pending",
-                             "redraw_clear"})
-        EXPECT_NE(nullptr, dlsym(RTLD_DEFAULT, name)) << name;
 }
 
 }  // namespace

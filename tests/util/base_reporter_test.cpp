@@ -2,15 +2,9 @@
 // wrong place or through a silent reporter, and a name that runs past its field.
 #include "KelvoBase/base_reporter.h"
 
-#include <gtest/gtest.h>
-
-#include <cmath>
-#include <cstring>
-#include <functional>
-#include <string>
-
 #include "Base/rpt.h"
 #include "tests/support/report_capture.h"
+#include "tests/support/test.h"
 
 using kelvo::test::ReportCapture;
 

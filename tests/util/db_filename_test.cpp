@@ -2,22 +2,14 @@
 // wrong system in a text, state that stays from an earlier project.
 #include "KelvoBase/db_filename.h"
 
-#include <gtest/gtest.h>
-
-#include <cstdlib>
-#include <cstring>
-#include <sstream>
-#include <string>
-#include <vector>
-
 #include "Base/ma.h"
 #include "Base/zo_os_system.h"
+#include "tests/support/test.h"
 #include "tests/util/sandbox.h"
 
 namespace {
 
-using kelvo::test::Sandbox;
-using kelvo::test::ScopedVariable;
+using namespace kelvo::test;
 
 constexpr int kNoKind[] = {5, 13, 14, 23, 33, -1, 47, 1 << 30};
 

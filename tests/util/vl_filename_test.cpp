@@ -2,24 +2,18 @@
 // released twice or not at all.
 #include "KelvoBase/vl_filename.h"
 
-#include <gtest/gtest.h>
-
-#include <climits>
-#include <cstring>
-#include <new>
 #include <random>
-#include <string>
 
 #include "Base/ma.h"
 #include "KelvoBase/ds_lists.h"
 #include "KelvoBase/regex.h"
 #include "tests/support/child_process.h"
+#include "tests/support/test.h"
 #include "tests/util/sandbox.h"
 
 namespace {
 
-using kelvo::test::passesInChild;
-using kelvo::test::Sandbox;
+using namespace kelvo::test;
 
 struct Parsed {
     const char* name;

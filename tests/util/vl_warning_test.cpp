@@ -3,15 +3,12 @@
 // and ends as told.
 #include "KelvoBase/vl_warning.h"
 
-#include <gtest/gtest.h>
-
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <string>
-#include <vector>
 
 #include "Base/app.h"
+#include "tests/support/temporary_directory.h"
+#include "tests/support/test.h"
 
 namespace {
 
@@ -21,19 +18,16 @@ using zoKelvoBase::VelaWarningParams;
 
 class Warning : public testing::Test {
   protected:
-    Warning() : directory_(mkdtemp(std::string("/tmp/vl_warning_test.XXXXXX").data())) {
-        APP_setBinaryDirectory(directory_.c_str());
+    Warning() {
+        APP_setBinaryDirectory(directory_.path().c_str());
         endWith("exit 1");
     }
-    ~Warning() override {
-        APP_setBinaryDirectory(nullptr);
-        fs::remove_all(directory_);
-    }
+    ~Warning() override { APP_setBinaryDirectory(nullptr); }
 
     void endWith(const std::string& command) {
-        const fs::path script = directory_ / "velaWarning";
-        std::ofstream(script) << "#!/bin/sh\nprintf '%s\\0' \"$@\" >\"${0%/*}/arguments\"\n"
-                              << command << "\n";
+        const std::string script = directory_ / "velaWarning";
+        kelvo::test::writeFile(
+            script, "#!/bin/sh\nprintf '%s\\0' \"$@\" >\"${0%/*}/arguments\"\n" + command + "\n");
         fs::permissions(script, fs::perms::owner_all);
     }
     // The arguments of the last run; empty without one.
@@ -45,7 +39,7 @@ class Warning : public testing::Test {
         return words;
     }
 
-    fs::path directory_;
+    const kelvo::test::TemporaryDirectory directory_;
 };
 
 TEST_F(Warning, CommandLineInItsOrder) {

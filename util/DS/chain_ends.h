@@ -5,6 +5,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "Base/ma.h"
+
 namespace kelvo::ds {
 
 /// Pairs of the first and the last node of chains. What is known belongs to the first node, not to
@@ -59,7 +61,6 @@ class ChainEnds {
 
     /// `node`, between `before` and `after` (null: none), is about to be freed.
     [[gnu::noinline]] void unlinked(void* node, void* before, void* after) {
-        ++changes_;
         if (node == hotFirst_) {
             hotFirst_ = after;
             if (!after || after == hotLast_)
@@ -77,18 +78,18 @@ class ChainEnds {
         }
     }
 
-    /// The same for the first node of a chain, where it takes next to nothing; otherwise false, and
-    /// unlinked() is to be told.
+    /// The same for the first node of a chain when another follows and it takes next to nothing;
+    /// otherwise false, and unlinked() is to be told.
     bool headUnlinked(const void* node, void* after) {
-        if (entries_) return false;
-        if (node == hotFirst_) [[likely]] {
-            if (!after || after == hotLast_) return false;
-            hotFirst_ = after;
-        } else if (node == hotLast_) {
+        if (entries_ || !after) [[unlikely]]
             return false;
+        if (node == hotFirst_) [[likely]] {
+            if (after == hotLast_) [[unlikely]]
+                return false;
+            hotFirst_ = after;
+            return true;
         }
-        ++changes_;
-        return true;
+        return node != hotLast_;
     }
 
     /// `node` has just been allocated, so nothing known of its address is true any more.
@@ -99,8 +100,10 @@ class ChainEnds {
             drop(node);
     }
 
-    /// Changes when a node was freed or linked in anywhere but at an end.
-    std::uint64_t changes() const { return changes_; }
+    /// Changes when a node was freed or linked in anywhere but at the end of its chain.
+    std::uint64_t changes() const {
+        return changes_ + static_cast<std::uint64_t>(MA_direct.released);
+    }
 
   private:
     struct Entry {
@@ -126,7 +129,7 @@ class ChainEnds {
 
     void* hotFirst_ = nullptr;  // borrowed, as all nodes here
     void* hotLast_ = nullptr;
-    std::uint64_t changes_ = 0;
+    std::uint64_t changes_ = 0;  // frees are counted where they happen
     Entry* entries_ =
         nullptr;  // owned (MA_allocate); null while there are no pairs but the hot one
     std::size_t capacity_ = 0;  // a power of two, at most half of it used

@@ -51,7 +51,7 @@ int Ds_dlist_contains_item(DS* handle, void* item, int* status) {
     return List::containsItem(handle, item, status);
 }
 void* Ds_dlist_get_data(DS* handle, void* position, int* status) {
-    return List::getData(handle, position, status);
+    return kelvo::ds::listItem<Ds_dlist_node>(handle, position, status);
 }
 int Ds_dlist_set_data(DS* handle, void* position, void* item, int* status) {
     return List::setData(handle, position, item, status);
@@ -60,13 +60,13 @@ void* Ds_dlist_duplicate(DS* handle, int /*a*/, int /*b*/, int* status) {
     return List::duplicate(handle, status);
 }
 void* Ds_dlist_head(DS* handle, int* status) {
-    return List::head(handle, status);
+    return kelvo::ds::listHead<Ds_dlist_node>(handle, status);
 }
 void* Ds_dlist_tail(DS* handle, int* status) {
     return List::tail(handle, status);
 }
 void* Ds_dlist_next(DS* handle, void* position, int* status) {
-    return List::next(handle, position, status);
+    return kelvo::ds::listNext<Ds_dlist_node>(handle, position, status);
 }
 void* Ds_dlist_prev(DS* handle, void* position, int* status) {
     return List::prev(handle, position, status);

@@ -51,7 +51,7 @@ int Ds_slist_contains_item(DS* handle, void* item, int* status) {
     return List::containsItem(handle, item, status);
 }
 void* Ds_slist_get_data(DS* handle, void* position, int* status) {
-    return List::getData(handle, position, status);
+    return kelvo::ds::listItem<Ds_slist_node>(handle, position, status);
 }
 int Ds_slist_set_data(DS* handle, void* position, void* item, int* status) {
     return List::setData(handle, position, item, status);
@@ -60,13 +60,13 @@ void* Ds_slist_duplicate(DS* handle, int /*a*/, int /*b*/, int* status) {
     return List::duplicate(handle, status);
 }
 void* Ds_slist_head(DS* handle, int* status) {
-    return List::head(handle, status);
+    return kelvo::ds::listHead<Ds_slist_node>(handle, status);
 }
 void* Ds_slist_tail(DS* handle, int* status) {
     return List::tail(handle, status);
 }
 void* Ds_slist_next(DS* handle, void* position, int* status) {
-    return List::next(handle, position, status);
+    return kelvo::ds::listNext<Ds_slist_node>(handle, position, status);
 }
 void* Ds_slist_prev(DS* handle, void* position, int* status) {
     return List::prev(handle, position, status);

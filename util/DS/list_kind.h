@@ -24,12 +24,6 @@ class ListKind {
   public:
     // --- Positions
 
-    static void* head(DS* handle, int* status) {
-        util::setStatus(status, util::kNoError);
-        if (!handle || !handle->data) return util::failNull(status, util::kArgumentError);
-        return visibleFrom(handle, first(handle));
-    }
-
     static void* tail(DS* handle, int* status) {
         util::setStatus(status, util::kNoError);
         if (!handle) return util::failNull(status, util::kArgumentError);
@@ -38,24 +32,10 @@ class ListKind {
         return visible(handle, node) ? node : visibleBefore(handle, node);
     }
 
-    static void* next(DS* handle, void* position, int* status) {
-        if (!handle || !position) [[unlikely]]
-            return util::failNull(status, util::kArgumentError);
-        util::setStatus(status, util::kNoError);
-        return visibleFrom(handle, static_cast<Node*>(position)->next);
-    }
-
     static void* prev(DS* handle, void* position, int* status) {
         util::setStatus(status, util::kNoError);
         if (!handle || !position) return util::failNull(status, util::kArgumentError);
         return visibleBefore(handle, static_cast<Node*>(position));
-    }
-
-    static void* getData(DS* handle, void* position, int* status) {
-        if (!handle || !position) [[unlikely]]
-            return util::failNull(status, util::kArgumentError);
-        util::setStatus(status, util::kNoError);
-        return static_cast<Node*>(position)->item;
     }
 
     static int setData(DS* handle, void* position, void* item, int* status) {
@@ -145,14 +125,13 @@ class ListKind {
     static void* remove(DS* handle, void* item, void* release, void* extra, int* status) {
         Node* const head = handle ? first(handle) : nullptr;
         if (!head || head->item != item || handle->filter || release || !status ||
-            !g_chainEnds.headUnlinked(head, head->next))
+            !g_chainEnds.headUnlinked(head, head->next)) [[unlikely]]
             return removeAny(handle, item, release, extra, status);
         // What most removals are: as little as possible beside the call of free.
         *status = util::kNoError;
         Node* const following = head->next;
         handle->data = following;
-        if constexpr (kHasPrev)
-            if (following) following->prev = nullptr;
+        if constexpr (kHasPrev) following->prev = nullptr;
         releaseNode(head);
         return following;
     }
@@ -292,16 +271,6 @@ class ListKind {
 
     static bool visible(const DS* handle, const Node* node) {
         return !handle->filter || handle->filter(node->item) != 0;
-    }
-
-    static Node* visibleFrom(const DS* handle, Node* node) {
-        return handle->filter ? firstPassed(handle, node) : node;
-    }
-
-    // Apart, so that walks without a filter save no registers for its calls.
-    [[gnu::noinline]] static Node* firstPassed(const DS* handle, Node* node) {
-        while (node && !visible(handle, node)) node = node->next;
-        return node;
     }
 
     static Node* firstVisible(const DS* handle) { return visibleFrom(handle, first(handle)); }

@@ -17,7 +17,7 @@ inline void* allocateNode(std::size_t size) {
 }
 
 inline void releaseNode(void* node) {
-    --MA_direct.live;  // also for one of MA_allocate: only the sum is looked at
+    ++MA_direct.released;  // also for one of MA_allocate: only the sum is looked at
     std::free(node);
 }
 

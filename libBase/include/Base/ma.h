@@ -33,7 +33,9 @@ BASE_API void MA_release(void* pointer);
 /// MA_allocate instead of malloc.
 struct MA_DirectUse {
     long live;
-    int failing;  ///< set by MA_failAfter alone
+    long released;  ///< list nodes that were freed: counted here instead of taken off `live`, so
+                    ///< that lists see at no further cost whether any was
+    int failing;    ///< set by MA_failAfter alone
 };
 BASE_API extern MA_DirectUse MA_direct;
 

@@ -5,7 +5,8 @@
 //      members keeps one SignalBase, names it as the owner, and is never called after its death.
 //   3. During an emission callbacks may add and delete callbacks, emit again, and destroy the owner
 //      or the emitter. An ended connection is not called any more, a new one not before the next
-//      emission, and a callback that is running is deleted only when it has returned.
+//      emission, and a callback that is running is deleted only when it has returned. (Those for
+//      functions and member functions need nothing of their own by then and may go at once.)
 //   4. What travels is the address of one value, or null. Emitter and callbacks agree on its type.
 //   5. An exception of a callback leaves emit(); the callbacks after it are not called.
 //   6. One thread.
@@ -18,7 +19,6 @@
 namespace zoRTB {
 
 class SignalBase;
-struct Emission;
 
 /// A callback. Made with new and given to SignalBase::addCallback, which then owns it.
 class BASE_API FunctionBase {
@@ -40,9 +40,13 @@ class BASE_API FunctionBase {
     /// callback that caused it can still ask.
     bool isConnected() const noexcept { return emitter_ != nullptr; }
 
+  protected:
+    /// What an emission calls: call(), and keeps the callback until that has returned. For callbacks
+    /// that touch nothing of their own once they call foreign code, call() alone will do.
+    virtual void invoke(void* argument);
+
   private:
     friend class SignalBase;
-    friend struct Emission;
     SignalBase* emitter_ = nullptr;  // borrowed; null when not connected
     SignalBase* owner_ = nullptr;    // borrowed; null when there is none
     // Neighbours in the two lists; "previous" of the first is the last.
@@ -71,7 +75,11 @@ class BASE_API SignalBase {
     /// Calls all callbacks with `argument`, the address of the value that they expect. Callbacks
     /// for a value leave a null address alone; those without one ignore it.
     void emit(void* argument = nullptr) {
-        if (callbacks_) emitToAll(argument);
+        if (!callbacks_) return;
+        if (callbacks_->next_ == callbacks_)
+            callbacks_->invoke(argument);
+        else
+            emitToSeveral(argument);
     }
     /// Calls all callbacks with a copy of `value`, which they may change for those after them.
     template <class A>
@@ -86,7 +94,7 @@ class BASE_API SignalBase {
     friend class FunctionBase;
     static void detach(FunctionBase& callback) noexcept;
     static void dispose(FunctionBase& callback);
-    void emitToAll(void* argument);
+    void emitToSeveral(void* argument);
 
     FunctionBase* callbacks_ = nullptr;  // owned; the first one
     FunctionBase* owned_ = nullptr;      // borrowed; first callback whose connection ends with us
@@ -94,12 +102,15 @@ class BASE_API SignalBase {
 
 /// Calls a function with the emitted value of type A.
 template <class A>
-class FunctionArgGlobal : public FunctionBase {
+class FunctionArgGlobal final : public FunctionBase {
   public:
     explicit FunctionArgGlobal(void (*function)(A)) : function_(function) {}
     void call(void* argument) override {
         if (argument) function_(*static_cast<A*>(argument));
     }
+
+  protected:
+    void invoke(void* argument) override { call(argument); }
 
   private:
     void (*function_)(A);
@@ -108,12 +119,15 @@ class FunctionArgGlobal : public FunctionBase {
 /// Calls a member function with the emitted value of type A. The object must outlive the
 /// connection; see "owner" above.
 template <class T, class A>
-class FunctionArgMember : public FunctionBase {
+class FunctionArgMember final : public FunctionBase {
   public:
     FunctionArgMember(T* object, void (T::*function)(A)) : object_(object), function_(function) {}
     void call(void* argument) override {
         if (argument) (object_->*function_)(*static_cast<A*>(argument));
     }
+
+  protected:
+    void invoke(void* argument) override { call(argument); }
 
   private:
     T* object_;  // borrowed
@@ -121,10 +135,13 @@ class FunctionArgMember : public FunctionBase {
 };
 
 /// Calls a function without arguments, whatever is emitted.
-class FunctionGlobal : public FunctionBase {
+class FunctionGlobal final : public FunctionBase {
   public:
     explicit FunctionGlobal(void (*function)()) : function_(function) {}
     void call(void*) override { function_(); }
+
+  protected:
+    void invoke(void* argument) override { call(argument); }
 
   private:
     void (*function_)();
@@ -132,10 +149,13 @@ class FunctionGlobal : public FunctionBase {
 
 /// Calls a member function without arguments, whatever is emitted.
 template <class T>
-class FunctionMember : public FunctionBase {
+class FunctionMember final : public FunctionBase {
   public:
     FunctionMember(T* object, void (T::*function)()) : object_(object), function_(function) {}
     void call(void*) override { (object_->*function_)(); }
+
+  protected:
+    void invoke(void* argument) override { call(argument); }
 
   private:
     T* object_;  // borrowed

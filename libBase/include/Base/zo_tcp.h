@@ -11,17 +11,23 @@
 //   5. On the loopback interface the system knows who owns the other end. connect() and accept()
 //      let nobody in but processes of the same user.
 //   6. Descriptors are closed in programs that are started.
-// A socket is used by one thread at a time; before another takes it over, flush().
+// A socket is used by one thread at a time; before another uses it, flush(). Another may destroy it
+// without.
 #pragma once
 
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <string>
 
 #include "Base/base_api.h"
 #include "Base/zo_string.h"
 #include "Base/zo_util.h"
+
+namespace kelvo::zotcp {
+struct CollectingMark;
+}  // namespace kelvo::zotcp
 
 namespace zoTCP {
 
@@ -136,7 +142,9 @@ class BASE_API Socket {
     bool hasDeadline_ = false;
     Clock::time_point deadline_;
     zoUtil::Error failure_;
-    std::string collected_;          // written and not sent
+    std::string collected_;                         // written and not sent
+    kelvo::zotcp::CollectingMark* mark_ = nullptr;  // owned; null before any write
+    std::uint64_t markId_ = 0;                      // of the mark; 0 before any write
     std::unique_ptr<char[]> ahead_;  // received and not read: [aheadNext_, aheadEnd_)
     std::size_t aheadNext_ = 0;
     std::size_t aheadEnd_ = 0;

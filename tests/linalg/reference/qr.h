@@ -1,4 +1,4 @@
-// DQRDC as published (LINPACK Users' Guide, 1979); norms that neither over- nor underflow.
+// DQRDC and DQRSL as published (LINPACK Users' Guide, 1979); norms that neither over- nor underflow.
 #pragma once
 
 #include <algorithm>
@@ -13,6 +13,19 @@ inline double norm(int n, const double* x) {
     double sum = 0.0;
     for (int i = 0; i < n; ++i) sum = std::hypot(sum, x[i]);
     return sum;
+}
+
+// The reflection I - v v' / v(1) that takes x to (-result, 0, ...); v replaces x unless x is 0.
+inline double reflector(int n, double* x) {
+    double size = norm(n, x);
+    if (size == 0.0) return 0.0;
+    if (x[0] != 0.0) size = std::copysign(size, x[0]);
+    dscal(n, 1.0 / size, x);
+    x[0] = 1.0 + x[0];
+    return size;
+}
+inline void reflect(int n, const double* v, double* x) {
+    daxpy(n, -ddot(n, v, x) / v[0], v, x);
 }
 
 /// With job != 0 all columns are free.
@@ -34,14 +47,10 @@ inline void dqrdc(Mat x, int n, int p, Vec<double> qraux, Vec<int> jpvt, Vec<dou
         }
         qraux(l) = 0.0;
         if (l == n) return;
-        double nrmxl = norm(n - l + 1, x.at(l, l));
+        const double nrmxl = reflector(n - l + 1, x.at(l, l));
         if (nrmxl == 0.0) continue;
-        if (x(l, l) != 0.0) nrmxl = std::copysign(nrmxl, x(l, l));
-        dscal(n - l + 1, 1.0 / nrmxl, x.at(l, l));
-        x(l, l) = 1.0 + x(l, l);
         for (int j = l + 1; j <= p; ++j) {
-            const double t = -ddot(n - l + 1, x.at(l, l), x.at(l, j)) / x(l, l);
-            daxpy(n - l + 1, t, x.at(l, l), x.at(l, j));
+            reflect(n - l + 1, x.at(l, l), x.at(l, j));
             if (qraux(j) == 0.0 || job == 0) continue;
             const double ratio = std::fabs(x(l, j)) / qraux(j);
             double tt = std::max(1.0 - ratio * ratio, 0.0);
@@ -55,6 +64,43 @@ inline void dqrdc(Mat x, int n, int p, Vec<double> qraux, Vec<int> jpvt, Vec<dou
         qraux(l) = x(l, l);
         x(l, l) = -nrmxl;
     }
+}
+
+/// Of k == 0 columns, too.
+inline int dqrsl(Mat x, int n, int k, Vec<double> qraux, const double* y, double* qy, double* qty,
+                 double* b, double* rsd, double* xb, int job) {
+    const int ju = std::min(k, n - 1);
+    const auto apply = [&](int j, double* to) {
+        if (qraux(j) == 0.0) return;
+        const double diagonal = x(j, j);
+        x(j, j) = qraux(j);
+        reflect(n - j + 1, x.at(j, j), to + j - 1);
+        x(j, j) = diagonal;
+    };
+    if (job / 10000 != 0) {
+        std::copy_n(y, n, qy);
+        for (int j = ju; j >= 1; --j) apply(j, qy);
+    }
+    if (job % 10000 == 0) return 0;
+    std::copy_n(y, n, qty);
+    for (int j = 1; j <= ju; ++j) apply(j, qty);
+    for (int i = 0; i < n; ++i) {
+        if (job % 100 >= 10) rsd[i] = i < k ? 0.0 : qty[i];
+        if (job % 10 != 0) xb[i] = i < k ? qty[i] : 0.0;
+    }
+    for (int j = ju; j >= 1; --j) {
+        if (job % 100 >= 10) apply(j, rsd);
+        if (job % 10 != 0) apply(j, xb);
+    }
+    if (job % 1000 < 100) return 0;
+    if (n == 1 && k == 1 && x(1, 1) == 0.0) return 1;
+    std::copy_n(qty, k, b);
+    for (int j = k; j >= 1; --j) {
+        if (x(j, j) == 0.0) return j;
+        b[j - 1] = b[j - 1] / x(j, j);
+        daxpy(j - 1, -b[j - 1], x.at(1, j), b);
+    }
+    return 0;
 }
 
 }  // namespace kelvo::reference
