@@ -1,6 +1,7 @@
 #include "KelvoBase/factorizations.h"
 #include "linalg/fact_parts.h"
 #include "linalg/kernels/cholesky.h"
+#include "linalg/mat_access.h"
 
 namespace {
 
@@ -9,6 +10,16 @@ using namespace kelvo::linalg;
 // The permutation of n columns that stay where they are.
 IntVec identity(unsigned n) {
     return IntVec(n, 0, 1);
+}
+
+// A copy of `a` with no fewer rows than columns.
+DoubleGenMat tallCopy(const DoubleGenMat& a) {
+    DoubleGenMat copy = a.copy();
+    if (a.rows() < a.cols()) {
+        reportMathErrorId(kTooFewRows, static_cast<int>(a.rows()), static_cast<int>(a.cols()));
+        copy.resize(a.cols(), a.cols());
+    }
+    return copy;
 }
 
 int isFitForPermuting(const DoubleVec& v, unsigned n) {
@@ -21,8 +32,8 @@ int isFitForPermuting(const DoubleVec& v, unsigned n) {
 
 DoubleChDecomp::DoubleChDecomp() = default;
 
-DoubleChDecomp::DoubleChDecomp(const DoubleGenMat& a) {
-    factor(a);
+DoubleChDecomp::DoubleChDecomp(const DoubleGenMat& a) : r_(tallCopy(a)) {
+    factorCopy();
 }
 
 DoubleChDecomp& DoubleChDecomp::operator=(const DoubleChDecomp& other) {
@@ -60,36 +71,35 @@ int DoubleChDecomp::setPivoting(int column, int specifier) {
     return previous;
 }
 
+// Everything is made anew, because copies of this object may share the former results.
 void DoubleChDecomp::factor(const DoubleGenMat& a) {
-    // Everything is made anew, because copies of this object may share the former results.
-    DoubleGenMat r = a.copy();
-    const unsigned p = a.cols();
-    if (a.rows() < p) {
-        reportMathErrorId(kTooFewRows, static_cast<int>(a.rows()), static_cast<int>(p));
-        r.resize(p, p);
-    }
-    IntVec pivots;
+    r_.reference(tallCopy(a));
+    factorCopy();
+}
+
+void DoubleChDecomp::factorCopy() {
+    factored_ = 1;
+    factoredPivoting_ = pivoting_;
+    lastPositive_ = 0;
+    const unsigned p = r_.cols();
     if (pivoting_ != 0) {
-        if (specifiers_.length() > 0) pivots.reference(specifiers_.copy());
-        pivots.resize(p);
+        pivots_.reference(specifiers_.copy());
+        pivots_.resize(p);
+    } else if (pivots_.length() > 0) {
+        pivots_.reference(IntVec());
     }
     if (specifiers_.length() > 0) specifiers_.reference(IntVec());
-    factoredPivoting_ = pivoting_;
-    factored_ = 1;
-    lastPositive_ = 0;
     Work work(p);
-    if (!areUsable(r.dataVec(), pivots) || !work.isUsable() || r.cols() != p || r.rows() < p) {
+    if (!areUsable(MatAccess::data(r_), pivots_) || !work.isUsable()) {
         r_.reference(DoubleGenMat());
         pivots_.reference(IntVec());
         return;
     }
     const int order = static_cast<int>(p);
     double* const scratch = scratchMemory(kelvo::kernels::dchdcScratch(order, pivoting_));
-    lastPositive_ = kelvo::kernels::dchdc(r.data(), r.rows(), order, work.data(), pivots.data(),
+    lastPositive_ = kelvo::kernels::dchdc(r_.data(), r_.rows(), order, work.data(), pivots_.data(),
                                           pivoting_, scratch);
-    if (pivoting_ != 0) --pivots;  // the kernel counts from 1
-    r_.reference(r);
-    pivots_.reference(pivots);
+    if (pivoting_ != 0) --pivots_;  // the kernel counts from 1
 }
 
 int DoubleChDecomp::isPD() const {

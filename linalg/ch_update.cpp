@@ -44,7 +44,7 @@ bool hasUnitStride(const DoubleVec* v) {
 bool makePrivate(DoubleGenMat& r) {
     if (VecAccess::isPrivate(MatAccess::data(r))) return true;
     const DoubleGenMat own = r.copy();
-    if (!areUsable(own.dataVec())) return false;
+    if (!areUsable(MatAccess::data(own))) return false;
     r.reference(own);
     return true;
 }
@@ -80,7 +80,7 @@ struct Working {
 
     bool isUsable() const {
         return rotations.isUsable() &&
-               (!carried || areUsable(carried->z.dataVec(), carried->y, carried->rho));
+               (!carried || areUsable(MatAccess::data(carried->z), carried->y, carried->rho));
     }
     int columns() const { return carried ? static_cast<int>(carried->z.cols()) : 0; }
     double* z() { return carried ? carried->z.data() : nullptr; }

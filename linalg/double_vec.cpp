@@ -138,7 +138,17 @@ double minValue(const DoubleVec& v) {
     return valueAt(v, minIndex(v));
 }
 
-double dot(const DoubleVec& v, const DoubleVec& w) {
+static_assert(kShortSum == kelvo::kernels::kShortLength, "sums in the same order");
+
+double kelvo::linalg::dotCompact(unsigned n, const double* x, const double* y) {
+    return kelvo::kernels::activeTable->dot(n, x, y);
+}
+
+void kelvo::linalg::addCompact(unsigned n, const double* x, double* y) {
+    kelvo::kernels::activeTable->add(n, y, x, y);
+}
+
+double kelvo::linalg::dotOf(const DoubleVec& v, const DoubleVec& w) {
     if (v.length() != w.length()) v.lengthCheck(w.length());
     const unsigned n = std::min(v.length(), w.length());
     return loops::dot(n, v.data(), v.stride(), w.data(), w.stride());

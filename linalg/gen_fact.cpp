@@ -1,6 +1,7 @@
 #include "KelvoBase/factorizations.h"
 #include "linalg/fact_parts.h"
 #include "linalg/kernels/lu.h"
+#include "linalg/mat_access.h"
 
 namespace {
 
@@ -8,12 +9,23 @@ using namespace kelvo::linalg;
 
 constexpr int kDeterminant = 10, kInverse = 1;  // jobs of dgedi
 
+// A copy of `a` with as many columns as rows.
+DoubleGenMat squareCopy(const DoubleGenMat& a) {
+    DoubleGenMat copy = a.copy();
+    if (a.cols() != a.rows()) {
+        reportMathErrorId(kFactorNotSquare, a.rows(), a.cols());
+        copy.resize(a.rows(), a.rows());
+    }
+    return copy;
+}
+
 }  // namespace
 
 DoubleGenFact::DoubleGenFact() = default;
 
-DoubleGenFact::DoubleGenFact(const DoubleGenMat& a, int estimateCondition) {
-    factor(a, estimateCondition);
+DoubleGenFact::DoubleGenFact(const DoubleGenMat& a, int estimateCondition)
+    : factors_(squareCopy(a)), pivots_(factors_.rows()) {
+    factorCopy(estimateCondition);
 }
 
 DoubleGenFact& DoubleGenFact::operator=(const DoubleGenFact& other) {
@@ -23,29 +35,25 @@ DoubleGenFact& DoubleGenFact::operator=(const DoubleGenFact& other) {
     return *this;
 }
 
+// Everything is made anew, because copies of this object may share the former results.
 void DoubleGenFact::factor(const DoubleGenMat& a, int estimateCondition) {
-    // Everything is made anew, because copies of this object may share the former results.
-    DoubleGenMat factors = a.copy();
-    const unsigned n = a.rows();
-    if (a.cols() != n) {
-        reportMathErrorId(kFactorNotSquare, a.rows(), a.cols());
-        factors.resize(n, n);
-    }
-    IntVec pivots(n);
-    rcond_ = kNotEstimated;
-    if (!areUsable(factors.dataVec(), pivots) || factors.rows() != n) return clear();
+    *this = DoubleGenFact(a, estimateCondition);
+}
+
+void DoubleGenFact::factorCopy(int estimateCondition) {
+    const unsigned n = factors_.rows();
+    if (!areUsable(MatAccess::data(factors_), pivots_)) return clear();
     const int order = static_cast<int>(n);
     double* const work = scratchMemory(kelvo::kernels::dgefaWork(order));
     if (n > 0 && estimateCondition != 0) {
         Work z(n);
         if (!z.isUsable()) return clear();
-        rcond_ = kelvo::kernels::dgeco(factors.data(), order, order, pivots.data(), z.data(), work);
+        rcond_ =
+            kelvo::kernels::dgeco(factors_.data(), order, order, pivots_.data(), z.data(), work);
     } else if (n > 0) {
-        const int info = kelvo::kernels::dgefa(factors.data(), order, order, pivots.data(), work);
-        rcond_ = info != 0 ? 0.0 : kNotEstimated;
+        const int info = kelvo::kernels::dgefa(factors_.data(), order, order, pivots_.data(), work);
+        if (info != 0) rcond_ = 0.0;
     }
-    factors_.reference(factors);
-    pivots_.reference(pivots);
 }
 
 // Without memory, which has been reported, this is the factorization of a 0 x 0 matrix.
@@ -95,7 +103,7 @@ DoubleGenMat DoubleGenFact::inverse() const {
     const unsigned n = factors_.rows();
     DoubleGenMat inverse = factors_.copy();
     DoubleVec work(n);
-    if (!areUsable(inverse.dataVec(), work)) return DoubleGenMat();
+    if (!areUsable(MatAccess::data(inverse), work)) return DoubleGenMat();
     const int order = static_cast<int>(n);
     kelvo::kernels::dgedi(inverse.data(), order, order, pivots_.data(), nullptr, work.data(),
                           kInverse);

@@ -6,7 +6,7 @@ namespace kelvo::linalg {
 
 template <class Mat, class Vec, class T, class Pick>
 GenMatBody<Mat, Vec, T, Pick>::GenMatBody(unsigned rows, unsigned cols)
-    : GenMatBody(newElements<Vec>(fullSize(rows, cols)), rows, cols, Unchecked()) {}
+    : MatBody<Mat, Vec, T>(fullSize(rows, cols), rows, cols) {}
 
 template <class Mat, class Vec, class T, class Pick>
 GenMatBody<Mat, Vec, T, Pick>::GenMatBody(unsigned rows, unsigned cols, T value)

@@ -33,6 +33,12 @@ void combineInto(Vec& target, const Vec& source, bool same, Op op) {
 }
 
 template <class Mat, class Vec, class T>
+MatBody<Mat, Vec, T>::MatBody(std::uint64_t count, unsigned rows, unsigned cols)
+    : data_(newElements<Vec>(count)), cols_(cols), rows_(rows) {
+    if (data_.length() != count) cols_ = rows_ = 0;
+}
+
+template <class Mat, class Vec, class T>
 bool MatBody<Mat, Vec, T>::sameShape(unsigned rows, unsigned cols) const {
     if (rows == rows_ && cols == cols_) return true;
     reportMathErrorId(kMatrixSizes, rows_, cols_, rows, cols);
@@ -61,7 +67,9 @@ Mat& MatBody<Mat, Vec, T>::reference(const Mat& m) {
 
 template <class Mat, class Vec, class T>
 Mat MatBody<Mat, Vec, T>::copy() const {
-    return Mat(data_.copy(), rows_, cols_);
+    Mat result(rows_, cols_);
+    VecAccess::copyElements(data_, result.data_);
+    return result;
 }
 
 template <class Mat, class Vec, class T>

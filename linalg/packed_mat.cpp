@@ -26,7 +26,7 @@ unsigned orderOf(const DoubleVec& data, unsigned n) {
 
 template <class Mat, class Packing>
 PackedMatBody<Mat, Packing>::PackedMatBody(unsigned n, unsigned m)
-    : PackedMatBody(newElements<DoubleVec>(packedSize(checkedOrder(n, m))), n) {}
+    : MatBody<Mat, DoubleVec, double>(packedSize(checkedOrder(n, m)), n, n) {}
 
 template <class Mat, class Packing>
 PackedMatBody<Mat, Packing>::PackedMatBody(unsigned n, unsigned m, double value)

@@ -1,6 +1,7 @@
 #include "KelvoBase/factorizations.h"
 #include "linalg/fact_parts.h"
 #include "linalg/kernels/symmetric.h"
+#include "linalg/mat_access.h"
 
 namespace {
 
@@ -12,8 +13,9 @@ constexpr int kDeterminant = 10, kInverse = 1;  // jobs of dspdi
 
 DoubleSymFact::DoubleSymFact() = default;
 
-DoubleSymFact::DoubleSymFact(const DoubleSymMat& a, int estimateCondition) {
-    factor(a, estimateCondition);
+DoubleSymFact::DoubleSymFact(const DoubleSymMat& a, int estimateCondition)
+    : factors_(a.copy()), pivots_(a.rows()) {
+    factorCopy(estimateCondition);
 }
 
 DoubleSymFact& DoubleSymFact::operator=(const DoubleSymFact& other) {
@@ -23,25 +25,24 @@ DoubleSymFact& DoubleSymFact::operator=(const DoubleSymFact& other) {
     return *this;
 }
 
+// Everything is made anew, because copies of this object may share the former results.
 void DoubleSymFact::factor(const DoubleSymMat& a, int estimateCondition) {
-    // Everything is made anew, because copies of this object may share the former results.
-    DoubleSymMat factors = a.copy();
-    const unsigned n = a.rows();
-    IntVec pivots(n);
-    rcond_ = kNotEstimated;
-    if (!areUsable(factors.dataVec(), pivots)) return clear();
+    *this = DoubleSymFact(a, estimateCondition);
+}
+
+void DoubleSymFact::factorCopy(int estimateCondition) {
+    const unsigned n = factors_.rows();
+    if (!areUsable(MatAccess::data(factors_), pivots_)) return clear();
     const int order = static_cast<int>(n);
     double* const work = scratchMemory(kelvo::kernels::dspfaWork(order));
     if (n > 0 && estimateCondition != 0) {
         Work z(n);
         if (!z.isUsable()) return clear();
-        rcond_ = kelvo::kernels::dspco(factors.data(), order, pivots.data(), z.data(), work);
+        rcond_ = kelvo::kernels::dspco(factors_.data(), order, pivots_.data(), z.data(), work);
     } else if (n > 0) {
-        const int info = kelvo::kernels::dspfa(factors.data(), order, pivots.data(), work);
-        rcond_ = info != 0 ? 0.0 : kNotEstimated;
+        const int info = kelvo::kernels::dspfa(factors_.data(), order, pivots_.data(), work);
+        if (info != 0) rcond_ = 0.0;
     }
-    factors_.reference(factors);
-    pivots_.reference(pivots);
 }
 
 // Without memory, which has been reported, this is the factorization of a 0 x 0 matrix.
@@ -90,7 +91,7 @@ DoubleSymMat DoubleSymFact::inverse() const {
     const unsigned n = factors_.rows();
     DoubleSymMat inverse = factors_.copy();
     DoubleVec work(n);
-    if (!areUsable(inverse.dataVec(), work)) return DoubleSymMat();
+    if (!areUsable(MatAccess::data(inverse), work)) return DoubleSymMat();
     kelvo::kernels::dspdi(inverse.data(), static_cast<int>(n), pivots_.data(), nullptr, nullptr,
                           work.data(), kInverse);
     return inverse;

@@ -18,6 +18,12 @@ struct VecAccess {
         return Vec(v.block_, begin, n, stride);
     }
 
+    /// Stores the elements of v in w, which is as long and lies apart.
+    template <class Vec>
+    static void copyElements(const Vec& v, Vec& w) {
+        w.take(v.begin_, v.stride_, v.length_);
+    }
+
     /// Do both look at the same block, so that their elements may be the same?
     template <class Vec>
     static bool sameBlock(const Vec& v, const Vec& w) {

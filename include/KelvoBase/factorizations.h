@@ -70,6 +70,7 @@ class KELVO_API DoubleGenFact {
     DoubleGenMat inverse() const;
 
   private:
+    void factorCopy(int estimateCondition);
     void clear();
 
     DoubleGenMat factors_;  // negated multipliers below the diagonal, U on and above
@@ -123,6 +124,7 @@ class KELVO_API DoubleSymFact {
     DoubleSymMat inverse() const;
 
   private:
+    void factorCopy(int estimateCondition);
     void clear();
 
     DoubleSymMat factors_;  // U and the blocks of D, packed
@@ -243,6 +245,7 @@ class KELVO_API DoubleChDecomp {
 
   private:
     struct Carried;
+    void factorCopy();
     int fits(const DoubleVec& x, const Carried& with) const;
 
     DoubleGenMat r_;            // R in the upper triangle

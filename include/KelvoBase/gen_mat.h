@@ -118,6 +118,8 @@ class KELVO_API MatBody {
 
   protected:
     MatBody() = default;
+    /// `count` new elements, not initialised; 0 x 0 when there can be none so many.
+    MatBody(std::uint64_t count, unsigned rows, unsigned cols);
     MatBody(const Vec& data, unsigned rows, unsigned cols)
         : data_(data), cols_(cols), rows_(rows) {}
     MatBody(const MatBody&) = default;

@@ -73,6 +73,25 @@ namespace kelvo::linalg {
 
 struct VecAccess;
 
+/// Loops over fewer elements than this are done where they are called, in the order of the library's own
+/// loops; longer ones by code for the processor at hand.
+constexpr unsigned kShortSum = 8, kShortUpdate = 16;
+
+/// y += x, and x(0) y(0) + ..., of n elements side by side; x and y lie apart or are the same.
+KELVO_API void addCompact(unsigned n, const double* x, double* y);
+KELVO_API double dotCompact(unsigned n, const double* x, const double* y);
+
+/// x itself, rounded to double: no compiler fuses the operation it comes from with the next one, which
+/// would change the last bit.
+inline double rounded(double x) {
+#if defined(__x86_64__)
+    asm("" : "+x"(x));
+#elif defined(__aarch64__)
+    asm("" : "+w"(x));
+#endif
+    return x;
+}
+
 /// What the three vectors have in common. T is the element, Vec the vector, Pick its pick.
 template <class T, class Vec, class Pick>
 class KELVO_API VecBody {
@@ -228,6 +247,10 @@ class KELVO_API VecBody {
         return static_cast<std::uint64_t>(std::int64_t{i}) < length_;
     }
     T* address(int i) const { return begin_ + static_cast<std::ptrdiff_t>(i) * stride_; }
+    /// Are both compact and of one length, in two blocks?
+    bool pairsWith(const VecBody& w) const {
+        return length_ == w.length_ && stride_ == 1 && w.stride_ == 1 && block_ != w.block_;
+    }
 
   private:
     friend struct VecAccess;
@@ -277,6 +300,21 @@ class KELVO_API DoubleVec : public kelvo::linalg::VecBody<double, DoubleVec, Dou
     using VecBody::VecBody;
     using VecBody::operator=;
     DoubleVec() = default;
+
+    /// As for all vectors.
+    using VecBody::operator+=;
+    DoubleVec& operator+=(const DoubleVec& w) {
+        if (!pairsWith(w)) return VecBody::operator+=(w);
+        const int n = static_cast<int>(length());
+        double* const y = data();
+        const double* const x = w.data();
+        if (length() >= kelvo::linalg::kShortUpdate) {
+            kelvo::linalg::addCompact(length(), x, y);
+        } else {
+            for (int i = 0; i < n; ++i) y[i] += kelvo::linalg::rounded(x[i]);
+        }
+        return *this;
+    }
 
     /// f of every element, new.
     DoubleVec apply(double (*f)(double)) const;
@@ -467,6 +505,13 @@ extern template class kelvo::linalg::PickBody<double, DoubleVec, DoubleVecPick>;
 extern template class kelvo::linalg::PickBody<int, IntVec, IntVecPick>;
 extern template class kelvo::linalg::PickBody<signed char, SCharVec, SCharVecPick>;
 
+namespace kelvo::linalg {
+
+/// dot() of any two vectors.
+KELVO_API double dotOf(const DoubleVec& v, const DoubleVec& w);
+
+}  // namespace kelvo::linalg
+
 // ---- Conversions to the smaller type, new vectors
 
 /// Truncated toward zero; INT_MIN for what does not fit and for not-a-number.
@@ -516,7 +561,15 @@ KELVO_API IntVec reverse(const IntVec& v);
 KELVO_API SCharVec reverse(const SCharVec& v);
 /// Sum of the products of two vectors of equal length (VNMATCH); 0 for empty ones. The order of
 /// summation is not fixed for doubles.
-KELVO_API double dot(const DoubleVec& v, const DoubleVec& w);
+inline double dot(const DoubleVec& v, const DoubleVec& w) {
+    const unsigned n = v.length();
+    if (n != w.length() || v.stride() != 1 || w.stride() != 1) return kelvo::linalg::dotOf(v, w);
+    if (n >= kelvo::linalg::kShortSum) return kelvo::linalg::dotCompact(n, v.data(), w.data());
+    double total = 0.0;
+    for (int i = 0; i < static_cast<int>(n); ++i)
+        total += kelvo::linalg::rounded(v.sub(i) * w.sub(i));
+    return total;
+}
 KELVO_API int dot(const IntVec& v, const IntVec& w);
 KELVO_API signed char dot(const SCharVec& v, const SCharVec& w);
 /// Sum of the elements; 0 for none. The order of summation is not fixed for doubles.

@@ -1,7 +1,7 @@
 #include "linalg/kernels/cholesky.h"
 
-#include "linalg/kernels/exact_ops.h"
 #include "linalg/kernels/instruction_level.h"
+#include "linalg/kernels/small_orders.h"
 #include "linalg/kernels/solver_table.h"
 
 namespace kelvo::kernels {
@@ -82,7 +82,11 @@ int largestDiagonal(const double* a, std::ptrdiff_t lda, int k, const Range& fre
     return at;
 }
 
-int factorPlain(double* a, std::ptrdiff_t lda, int p, double* work, int* jpvt, const Range& free) {
+template <class Order, class Add>
+[[gnu::always_inline]] inline int factorPlain(double* a, std::ptrdiff_t lda, Order order,
+                                              double* work, int* jpvt, const Range& free, Add add) {
+    const int p = order;
+#pragma GCC unroll 4
     for (int k = 0; k < p; ++k) {
         const int l = largestDiagonal(a, lda, k, free);
         if (!(a[l + l * lda] > 0.0)) return k;
@@ -94,14 +98,56 @@ int factorPlain(double* a, std::ptrdiff_t lda, int p, double* work, int* jpvt, c
         }
         const double root = std::sqrt(a[k + k * lda]);
         a[k + k * lda] = root;
+#pragma GCC unroll 4
         for (int j = k + 1; j < p; ++j) {
             double* const column = a + j * lda;
             column[k] /= root;
             work[j] = column[k];
-            addMultiple(j - k, -column[k], work + k + 1, column + k + 1);
+            add(j - k, -column[k], work + k + 1, column + k + 1);
         }
     }
     return p;
+}
+
+template <class Order, class Add>
+[[gnu::always_inline]] inline void solvePlain(const double* r, std::ptrdiff_t ldr, Order order,
+                                              double* b, Add add) {
+    const int n = order;
+#pragma GCC unroll 4
+    for (int k = 0; k < n; ++k) b[k] = (b[k] - dotInOrder(k, r + k * ldr, b)) / r[k + k * ldr];
+#pragma GCC unroll 4
+    for (int done = 0; done < n; ++done) {
+        const int k = n - 1 - done;
+        b[k] /= r[k + k * ldr];
+        add(k, -b[k], r + k * ldr, b);
+    }
+}
+
+// In registers where the order is fixed.
+template <int kOrder>
+void solveSmall(const double* r, std::ptrdiff_t ldr, Fixed<kOrder> n, double* b) {
+    double own[kOrder];
+    copyFixed(n, b, own);
+    solvePlain(r, ldr, n, own, AddFew());
+    copyFixed(n, own, b);
+}
+
+void solveSmall(const double* r, std::ptrdiff_t ldr, int n, double* b) {
+    return solvePlain(r, ldr, n, b, AddFew());
+}
+
+// Without pivots.
+template <int kOrder>
+int factorSmall(double* a, std::ptrdiff_t lda, Fixed<kOrder> n, double* /*work*/) {
+    double own[kOrder * kOrder], row[kOrder];
+    copyFixed(n, a, lda, own, n);
+    const int last = factorPlain(own, n, n, row, nullptr, {0, 0}, AddFew());
+    copyFixed(n, own, n, a, lda);
+    return last;
+}
+
+int factorSmall(double* a, std::ptrdiff_t lda, int n, double* work) {
+    return factorPlain(a, lda, n, work, nullptr, {0, 0}, AddFew());
 }
 
 }  // namespace
@@ -114,7 +160,10 @@ std::size_t dchdcScratch(int p, int job) {
 
 int dchdc(double* a, std::ptrdiff_t lda, int p, double* work, int* jpvt, int job, double* scratch) {
     const Range free = job != 0 ? arrange(a, lda, p, jpvt) : Range{0, 0};
-    if (scratch == nullptr || isSmall(p, job)) return factorPlain(a, lda, p, work, jpvt, free);
+    if (isSmall(p, job) && job == 0)
+        return withSmallOrder(p, [=](auto n) { return factorSmall(a, lda, n, work); });
+    if (isSmall(p, job)) return factorPlain(a, lda, p, work, jpvt, free, AddFew());
+    if (scratch == nullptr) return factorPlain(a, lda, p, work, jpvt, free, AddMany());
     const auto n = static_cast<std::size_t>(p), step = static_cast<std::size_t>(lda);
     if (job == 0) return tables(p).plain.factor(a, step, n, scratch);
     return tables(p).pivoted.factor(a, step, n, jpvt, static_cast<std::size_t>(free.begin),
@@ -122,11 +171,8 @@ int dchdc(double* a, std::ptrdiff_t lda, int p, double* work, int* jpvt, int job
 }
 
 void dposl(const double* r, std::ptrdiff_t ldr, int n, double* b) {
-    for (int k = 0; k < n; ++k) b[k] = (b[k] - dotInOrder(k, r + k * ldr, b)) / r[k + k * ldr];
-    for (int k = n - 1; k >= 0; --k) {
-        b[k] /= r[k + k * ldr];
-        addMultiple(k, -b[k], r + k * ldr, b);
-    }
+    if (n > kSmallOrder) return solvePlain(r, ldr, n, b, AddMany());
+    return withSmallOrder(n, [=](auto m) { solveSmall(r, ldr, m, b); });
 }
 
 }  // namespace kelvo::kernels

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "linalg/kernels/exact_ops.h"
 #include "linalg/kernels/instruction_level.h"
+#include "linalg/kernels/small_orders.h"
 #include "linalg/kernels/solver_table.h"
 
 namespace kelvo::kernels {
@@ -42,13 +42,29 @@ inline void rotate(double c, double s, double& a, double& b) {
     a = t;
 }
 
-double square(double x) {
+inline double square(double x) {
     return x * x;
 }
 
 // The length of (a, b), whose magnitudes are added to `scale`.
-double scaledLength(double a, double b, double scale) {
+inline double scaledLength(double a, double b, double scale) {
     return scale * std::sqrt(square(a / scale) + square(b / scale));
+}
+
+// drotg
+inline void planeRotation(double& a, double b, double& c, double& s) {
+    const double larger = std::fabs(a) > std::fabs(b) ? a : b;
+    const double scale = std::fabs(a) + std::fabs(b);
+    if (scale == 0.0) {
+        c = 1.0;
+        s = 0.0;
+        a = 0.0;
+        return;
+    }
+    const double r = std::copysign(scaledLength(a, b, scale), larger);
+    c = a / r;
+    s = b / r;
+    a = r;
 }
 
 // One residual norm and the rest of its row after the rotations. False when it becomes imaginary.
@@ -109,18 +125,7 @@ void shiftLeft(double* r, std::ptrdiff_t ldr, int p, int k, int l, double* c, do
 }  // namespace
 
 void drotg(double* a, double b, double* c, double* s) {
-    const double larger = std::fabs(*a) > std::fabs(b) ? *a : b;
-    const double scale = std::fabs(*a) + std::fabs(b);
-    if (scale == 0.0) {
-        *c = 1.0;
-        *s = 0.0;
-        *a = 0.0;
-        return;
-    }
-    const double r = std::copysign(1.0, larger) * scaledLength(*a, b, scale);
-    *c = *a / r;
-    *s = b / r;
-    *a = r;
+    planeRotation(*a, b, *c, *s);
 }
 
 namespace {
@@ -135,10 +140,25 @@ void finishColumns(int n, double* r, std::ptrdiff_t ldr, double* rest, double* c
     }
 }
 
-}  // namespace
+template <class Order>
+inline void updateFew(double* r, std::ptrdiff_t ldr, Order order, const double* x, double* c,
+                      double* s) {
+    const int p = order;
+    double cosine = 0.0, sine = 0.0;  // the latest: the way through memory takes longer
+#pragma GCC unroll 4
+    for (int j = 0; j < p; ++j) {
+        double* const column = r + j * ldr;
+        double rest = x[j];
+#pragma GCC unroll 4
+        for (int i = 0; i + 1 < j; ++i) rotate(c[i], s[i], column[i], rest);
+        if (j > 0) rotate(cosine, sine, column[j - 1], rest);
+        planeRotation(column[j], rest, cosine, sine);
+        c[j] = cosine;
+        s[j] = sine;
+    }
+}
 
-void dchud(double* r, std::ptrdiff_t ldr, int p, const double* x, double* z, std::ptrdiff_t ldz,
-           int nz, const double* y, double* rho, double* c, double* s) {
+void updateMany(double* r, std::ptrdiff_t ldr, int p, const double* x, double* c, double* s) {
     double rest[kTogether];
     for (int begin = 0; begin < p; begin += kTogether) {
         const int cols = std::min(kTogether, p - begin);
@@ -151,6 +171,17 @@ void dchud(double* r, std::ptrdiff_t ldr, int p, const double* x, double* z, std
             finishColumns(few, r + j * (ldr + 1), ldr, rest + (j - begin), c + j, s + j);
         }
     }
+}
+
+}  // namespace
+
+void dchud(double* r, std::ptrdiff_t ldr, int p, const double* x, double* z, std::ptrdiff_t ldz,
+           int nz, const double* y, double* rho, double* c, double* s) {
+    if (p > kSmallOrder)
+        updateMany(r, ldr, p, x, c, s);
+    else
+        withSmallOrder(p, [=](auto n) { updateFew(r, ldr, n, x, c, s); });
+    double rest[kTogether];
     for (int begin = 0; begin < nz; begin += kTogether) {
         const int cols = std::min(kTogether, nz - begin);
         std::copy_n(y + begin, cols, rest);

@@ -1,11 +1,12 @@
-#include "linalg/kernels/exact_ops.h"
 #include "linalg/kernels/packed_columns.h"
+#include "linalg/kernels/small_orders.h"
 #include "linalg/kernels/symmetric.h"
 
 namespace kelvo::kernels {
 namespace {
 
-double dotFast(int n, const double* x, const double* y) {
+inline double dotFast(int n, const double* x, const double* y) {
+    if (n < static_cast<int>(kShortLength)) return dotInOrder(n, x, y);
     return dot(static_cast<std::size_t>(n), x, y);
 }
 
@@ -69,16 +70,64 @@ struct Estimate {
 };
 
 // U' x = b
-void solveTransposedU(const double* ap, int n, const int* kpvt, double* b) {
-    for (int k = 0; k < n;) {
-        const int order = blockOrder(kpvt[k]);
-        if (k > 0) {
-            b[k] += dotFast(k, packedColumn(ap, k), b);
-            if (order == 2) b[k + 1] += dotFast(k, packedColumn(ap, k + 1), b);
-            exchange(b[exchangedWith(kpvt[k])], b[k]);
-        }
-        k += order;
+template <class Order>
+[[gnu::always_inline]] inline void solveTransposedU(const double* ap, Order order, const int* kpvt,
+                                                    double* b) {
+    const int n = order;
+    bool inBlock = false;  // of the step before
+#pragma GCC unroll 4
+    for (int k = 0; k < n; ++k) {
+        const bool second = inBlock;
+        inBlock = !second && k + 1 < n && blockOrder(kpvt[k]) == 2;
+        if (k == 0 || second) continue;
+        b[k] += dotFast(k, packedColumn(ap, k), b);
+        if (inBlock) b[k + 1] += dotFast(k, packedColumn(ap, k + 1), b);
+        exchangeAt(order, 0, k, exchangedWith(kpvt[k]), b, k);
     }
+}
+
+// U D x = b
+template <class Order, class Add>
+[[gnu::always_inline]] inline void solveUD(const double* ap, Order order, const int* kpvt,
+                                           double* b, Add add) {
+    const int n = order;
+    bool inBlock = false;  // of the step before
+#pragma GCC unroll 4
+    for (int done = 0; done < n; ++done) {
+        const int k = n - 1 - done;
+        const bool second = inBlock;
+        inBlock = !second && k > 0 && blockOrder(kpvt[k]) == 2;
+        if (second) continue;
+        if (!inBlock) {
+            exchangeAt(order, 0, k, exchangedWith(kpvt[k]), b, k);
+            add(k, b[k], packedColumn(ap, k), b);
+            b[k] /= packedColumn(ap, k)[k];
+        } else {
+            exchangeAt(order, 0, k - 1, exchangedWith(kpvt[k]), b, k - 1);
+            add(k - 1, b[k], packedColumn(ap, k), b);
+            add(k - 1, b[k - 1], packedColumn(ap, k - 1), b);
+            solveBlockOfTwo(ap, k, b);
+        }
+    }
+}
+
+template <class Order, class Add>
+[[gnu::always_inline]] inline void solvePlain(const double* ap, Order n, const int* kpvt, double* b,
+                                              Add add) {
+    solveUD(ap, n, kpvt, b, add);
+    solveTransposedU(ap, n, kpvt, b);
+}
+
+template <int kOrder>
+void solveSmall(const double* ap, Fixed<kOrder> n, const int* kpvt, double* b) {
+    double own[kOrder];
+    copyFixed(n, b, own);
+    solvePlain(ap, n, kpvt, own, AddFew());
+    copyFixed(n, own, b);
+}
+
+void solveSmall(const double* ap, int n, const int* kpvt, double* b) {
+    solvePlain(ap, n, kpvt, b, AddFew());
 }
 
 // z is scratch: the sums of the columns so far.
@@ -97,20 +146,8 @@ double oneNorm(const double* ap, int n, double* z) {
 }  // namespace
 
 void dspsl(const double* ap, int n, const int* kpvt, double* b) {
-    for (int k = n - 1; k >= 0;) {
-        const int order = blockOrder(kpvt[k]), first = k + 1 - order;
-        if (first > 0) {
-            exchange(b[exchangedWith(kpvt[k])], b[first]);
-            addMultiple(first, b[k], packedColumn(ap, k), b);
-            if (order == 2) addMultiple(first, b[k - 1], packedColumn(ap, k - 1), b);
-        }
-        if (order == 2)
-            solveBlockOfTwo(ap, k, b);
-        else
-            b[k] /= packedColumn(ap, k)[k];
-        k -= order;
-    }
-    solveTransposedU(ap, n, kpvt, b);
+    if (n > kSmallOrder) return solvePlain(ap, n, kpvt, b, AddMany());
+    withSmallOrder(n, [=](auto m) { solveSmall(ap, m, kpvt, b); });
 }
 
 double dspco(double* ap, int n, int* kpvt, double* z, double* work) {
