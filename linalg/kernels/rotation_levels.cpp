@@ -92,7 +92,7 @@ void rotateGroups(size_t rows, const double* c, const double* s, double* a, size
     unrolled<G>([&](size_t g) { rests[g] = across(rest + g * kAcross); });
     size_t i = 0;
     for (; i + 2 <= rows; i += 2) {
-        if (i % kLine == 0 && i + kAhead < rows)
+        if (i % kLine == 0)
             for (size_t j = 0; j < kCols; ++j) __builtin_prefetch(a + i + kAhead + j * lda, 1);
         unrolled<G>([&](size_t g) {
             Across two[2];
