@@ -67,21 +67,26 @@ class Part {
 };
 #endif
 
-// The sum of the lanes, by halves.
-inline double lanes(const Vector& v) {
+// All lanes in one number: of each two halves, op makes one.
+template <class Op>
+inline double byHalves(const Vector& v, Op op) {
 #if defined(__AVX512F__)
     const auto quad =
-        __builtin_shufflevector(v, v, 0, 1, 2, 3) + __builtin_shufflevector(v, v, 4, 5, 6, 7);
+        op(__builtin_shufflevector(v, v, 0, 1, 2, 3), __builtin_shufflevector(v, v, 4, 5, 6, 7));
 #else
     const auto& quad = v;
 #endif
 #if defined(__AVX__)
     const auto pair =
-        __builtin_shufflevector(quad, quad, 0, 1) + __builtin_shufflevector(quad, quad, 2, 3);
+        op(__builtin_shufflevector(quad, quad, 0, 1), __builtin_shufflevector(quad, quad, 2, 3));
 #else
     const auto& pair = quad;
 #endif
-    return pair[0] + pair[1];
+    return op(pair[0], pair[1]);
+}
+
+inline double lanes(const Vector& v) {
+    return byHalves(v, [](const auto& a, const auto& b) { return a + b; });
 }
 
 // From two vectors of which the second stands S places below the first in a square: the rows and

@@ -178,18 +178,32 @@ inline void exchange(double& x, double& y) {
     y = t;
 }
 
+inline bool anyLane(const Lanes& lanes) {
+#if defined(__AVX512F__)
+    return _mm512_test_epi64_mask(__m512i(lanes), __m512i(lanes)) != 0;
+#elif defined(__AVX__)
+    return !_mm256_testz_si256(__m256i(lanes), __m256i(lanes));
+#else
+    return (lanes[0] | lanes[1]) != 0;
+#endif
+}
+
+inline Vector magnitudes(const double* p) {
+    return Vector(Lanes(load(p)) & 0x7fffffffffffffff);
+}
+
 // The largest magnitude, by the comparisons of a plain search: what is not a number never wins.
 inline double largestOf(size_t n, const double* x) {
-    Vector most = {};
+    constexpr size_t kApart = 4;  // that do not wait for one another
+    const auto larger = [](const auto& a, const auto& b) { return a > b ? a : b; };
+    Vector most[kApart] = {};
     size_t i = 0;
-    for (; i + kWidth <= n; i += kWidth) {
-        const Vector v = load(x + i);
-        const Vector size = v < Vector{} ? -v : v;
-        most = size > most ? size : most;
-    }
-    double largest = 0.0;
-    for (size_t j = 0; j < kWidth; ++j) largest = most[j] > largest ? most[j] : largest;
-    for (; i < n; ++i) largest = magnitude(x[i]) > largest ? magnitude(x[i]) : largest;
+    for (; i + kApart * kWidth <= n; i += kApart * kWidth)
+        unrolled<kApart>(
+            [&](size_t v) { most[v] = larger(magnitudes(x + i + v * kWidth), most[v]); });
+    for (; i + kWidth <= n; i += kWidth) most[0] = larger(magnitudes(x + i), most[0]);
+    double largest = byHalves(larger(larger(most[0], most[1]), larger(most[2], most[3])), larger);
+    for (; i < n; ++i) largest = larger(magnitude(x[i]), largest);
     return largest;
 }
 
@@ -198,14 +212,9 @@ inline size_t indexOfLargest(size_t n, const double* x) {
     if (x[0] != x[0]) return 0;
     const double largest = largestOf(n, x);
     size_t i = 0;
+    while (i + kWidth <= n && !anyLane(magnitudes(x + i) == largest)) i += kWidth;
     while (magnitude(x[i]) != largest) ++i;
     return i;
-}
-
-inline bool anyLane(const Lanes& lanes) {
-    long long any = 0;
-    for (size_t j = 0; j < kWidth; ++j) any |= lanes[j];
-    return any != 0;
 }
 
 }  // namespace
