@@ -125,40 +125,13 @@ void drotg(double* a, double b, double* c, double* s) {
 
 namespace {
 
-// Columns of R that are rotated together with a part of the added row, which waits in `rest`.
-struct Together {
-    double* r;
-    std::ptrdiff_t ldr;
-    int begin, cols;
-    int done = 0;  // rotations
-    double rest[kTogether] = {};
-
-    Together(double* rGiven, std::ptrdiff_t ldrGiven, int p, const double* x, int first)
-        : r(rGiven), ldr(ldrGiven), begin(first), cols(std::min(kTogether, p - first)) {
-        std::copy_n(x + begin, cols, rest);
-    }
-
-    void rotateTo(int row, const double* c, const double* s) {
-        rotateRows(row - done, cols, c + done, s + done, r + done + begin * ldr, ldr, rest);
-        done = row;
-    }
-};
-
-// The triangle on the diagonal and its own rotations. Each takes long and needs the one before it;
-// in the meantime `next` gets a share of the rotations that are known.
-void finishColumns(Together& now, Together& next, double* c, double* s) {
-    const int share = (now.begin / kTogether + 3) / 4 * 4;
-    for (int few = 0; few < now.cols; few += kFew) {
-        const int first = now.begin + few, end = std::min(few + kFew, now.cols);
-        double* const block = now.r + now.begin + first * now.ldr;
-        rotateRows(few, end - few, c + now.begin, s + now.begin, block, now.ldr, now.rest + few);
-        for (int j = first; j < now.begin + end; ++j) {
-            double* const column = now.r + j * now.ldr;
-            double left = now.rest[j - now.begin];  // in a register: the stores might change memory
-            for (int i = first; i < j; ++i) rotate(c[i], s[i], column[i], left);
-            drotg(column + j, left, c + j, s + j);
-            if (next.cols > 0) next.rotateTo(std::min(next.done + share, now.begin), c, s);
-        }
+// The triangle on the diagonal and its own rotations.
+void finishColumns(int n, double* r, std::ptrdiff_t ldr, double* rest, double* c, double* s) {
+    for (int j = 0; j < n; ++j) {
+        double* const column = r + j * ldr;
+        double left = rest[j];  // in a register: the stores might change memory
+        for (int i = 0; i < j; ++i) rotate(c[i], s[i], column[i], left);
+        drotg(column + j, left, c + j, s + j);
     }
 }
 
@@ -166,14 +139,18 @@ void finishColumns(Together& now, Together& next, double* c, double* s) {
 
 void dchud(double* r, std::ptrdiff_t ldr, int p, const double* x, double* z, std::ptrdiff_t ldz,
            int nz, const double* y, double* rho, double* c, double* s) {
-    Together now(r, ldr, p, x, 0);
-    while (now.cols > 0) {
-        Together next(r, ldr, p, x, now.begin + now.cols);
-        now.rotateTo(now.begin, c, s);
-        finishColumns(now, next, c, s);
-        now = next;
-    }
     double rest[kTogether];
+    for (int begin = 0; begin < p; begin += kTogether) {
+        const int cols = std::min(kTogether, p - begin);
+        for (int j = 0; j < cols; ++j) rest[j] = x[begin + j];
+        rotateRows(begin, cols, c, s, r + begin * ldr, ldr, rest);
+        for (int j = begin; j < begin + cols; j += kFew) {
+            const int few = std::min(kFew, begin + cols - j);
+            double* const block = r + begin + j * ldr;
+            rotateRows(j - begin, few, c + begin, s + begin, block, ldr, rest + (j - begin));
+            finishColumns(few, r + j * (ldr + 1), ldr, rest + (j - begin), c + j, s + j);
+        }
+    }
     for (int begin = 0; begin < nz; begin += kTogether) {
         const int cols = std::min(kTogether, nz - begin);
         std::copy_n(y + begin, cols, rest);

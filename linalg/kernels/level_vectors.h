@@ -119,6 +119,12 @@ inline void exchangeBlocks(Vector& a, Vector& b) {
 #endif
 }
 
+// From here on the compiler does not know where p came from.
+template <class Pointer>
+inline void unknown(Pointer& p) {
+    asm("" : "+r"(p));
+}
+
 // Calls op(0), ..., op(N - 1), written out: only then do arrays of vectors stay in registers.
 template <size_t N, class Op>
 inline __attribute__((always_inline)) void unrolled(Op op) {

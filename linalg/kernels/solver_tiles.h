@@ -49,12 +49,12 @@ inline double* columnAt(double* c, size_t ldc, size_t j) {
     return c + j * ldc + (kColumns == Columns::kPacked ? j * (j - 1) / 2 : 0);
 }
 
-// What stands at p is to come from memory again. A product with 512 bits takes a factor for all lanes
+// What stands at p is to come from memory again. A product of 512 bits takes a factor for all lanes
 // from there by itself; one that waits in a register for several products costs a broadcast, and
 // with those Zen 4 does three quarters of the work in the same time.
 inline void reread([[maybe_unused]] const double*& p) {
 #if defined(__AVX512F__)
-    asm("" : "+r"(p));
+    unknown(p);
 #endif
 }
 
