@@ -12,6 +12,7 @@
 
 #include "KelvoBase/kelvo_api.h"
 
+/// An angle of any size; a value, freely copied.
 class KELVO_API Tangle {
   public:
     /// The zero angle, with all forms known.

@@ -7,6 +7,7 @@
 
 #include "KelvoBase/kelvo_api.h"
 
+/// Reports on standard terms; an application derives its own to show them elsewhere.
 class KELVO_API TbaseReporter {
   public:
     /// No name, silent.

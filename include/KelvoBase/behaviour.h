@@ -11,6 +11,7 @@
 #include "Base/zo_string.h"
 #include "KelvoBase/kelvo_api.h"
 
+/// What an application may answer differently; the base class holds the usual answers.
 class KELVO_API VelaBehaviour {
   public:
     /// The current instance; one of the base class is made when there is none. Null only when

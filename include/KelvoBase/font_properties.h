@@ -11,6 +11,7 @@
 #include "Base/zo_string.h"
 #include "KelvoBase/kelvo_api.h"
 
+/// What is asked of a font; a value, freely copied.
 class KELVO_API FontProperties {
   public:
     // --- Create ---

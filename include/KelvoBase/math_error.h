@@ -26,6 +26,7 @@ typedef void (*MathErrorHandler)(unsigned short id, int severity, unsigned short
 
 /// One set of messages. Records are linked as they stand, so they must live as long as the process.
 struct MessageCatalog {
+    /// One message; its place in the set is the rest of its id.
     struct Entry {
         int severity;        ///< 0: print and continue; 2: print and terminate
         const char* format;  ///< printf format of the message

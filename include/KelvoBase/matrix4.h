@@ -16,6 +16,7 @@
 #include "KelvoBase/points.h"
 #include "KelvoBase/vectors.h"
 
+/// Any 4 x 4 matrix: 128 bytes, nothing but the elements.
 class KELVO_API T4dDblMatrix {
   public:
     /// The identity.

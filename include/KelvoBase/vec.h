@@ -440,6 +440,7 @@ class KELVO_API DoubleVecPick : public kelvo::linalg::PickBody<double, DoubleVec
     DoubleVecPick(const DoubleVec& v, const IntVec& indices) : PickBody(v, indices) {}
 };
 
+/// The same of an IntVec.
 class KELVO_API IntVecPick : public kelvo::linalg::PickBody<int, IntVec, IntVecPick> {
   public:
     using PickBody::operator=;
@@ -449,6 +450,7 @@ class KELVO_API IntVecPick : public kelvo::linalg::PickBody<int, IntVec, IntVecP
     IntVecPick(const IntVec& v, const IntVec& indices) : PickBody(v, indices) {}
 };
 
+/// The same of an SCharVec.
 class KELVO_API SCharVecPick : public kelvo::linalg::PickBody<signed char, SCharVec, SCharVecPick> {
   public:
     using PickBody::operator=;

@@ -15,10 +15,13 @@
 
 #include "Base/rpt.h"
 #include "tests/libBase/play_reports.h"
+#include "tests/support/terminal_test.h"
 
 namespace {
 
 using Body = std::function<void()>;
+using Status = kelvo::test::TerminalTest;
+using CheckAbort = kelvo::test::TerminalTest;
 
 struct Shown {
     int exitCode = -1;
@@ -71,7 +74,7 @@ bool abortComes() {
     return false;
 }
 
-TEST(Status, KeepsOneLineOfTheTerminal) {
+TEST_F(Status, KeepsOneLineOfTheTerminal) {
     const struct {
         const char* what;
         const char* reports;
@@ -97,13 +100,13 @@ TEST(Status, KeepsOneLineOfTheTerminal) {
     }
 }
 
-TEST(Status, IsALineOnSimpleTerminals) {
+TEST_F(Status, IsALineOnSimpleTerminals) {
     const auto body = [] { play("sa|sb"); };
     for (const char* kind : {"dumb", ""})
         EXPECT_EQ("a\nb\n", runOnTerminal(body, "", 80, kind).text);
 }
 
-TEST(Status, StaysReadableAtExit) {
+TEST_F(Status, StaysReadableAtExit) {
     const Shown shown = runOnTerminal([] {
         rptStatus("100%%");
         std::exit(0);
@@ -111,7 +114,7 @@ TEST(Status, StaysReadableAtExit) {
     EXPECT_EQ("\r100%\033[K\n", shown.text);
 }
 
-TEST(CheckAbort, KnowsEscapeFromOtherKeys) {
+TEST_F(CheckAbort, KnowsEscapeFromOtherKeys) {
     const struct {
         const char *what, *keys;
         bool aborts;
@@ -135,7 +138,7 @@ TEST(CheckAbort, KnowsEscapeFromOtherKeys) {
     }
 }
 
-TEST(CheckAbort, TakesOneEscapeAndLeavesLaterKeysAndTheTerminal) {
+TEST_F(CheckAbort, TakesOneEscapeAndLeavesLaterKeysAndTheTerminal) {
     const Shown shown = runOnTerminal(
         [] {
             termios before, after;
@@ -153,7 +156,7 @@ TEST(CheckAbort, TakesOneEscapeAndLeavesLaterKeysAndTheTerminal) {
     EXPECT_EQ(0, shown.exitCode);
 }
 
-TEST(CheckAbort, LeavesTheTerminalAloneInTheBackground) {
+TEST_F(CheckAbort, LeavesTheTerminalAloneInTheBackground) {
     const Shown shown = runOnTerminal(
         [] {
             const pid_t pid = fork();

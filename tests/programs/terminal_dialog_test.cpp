@@ -18,10 +18,12 @@
 #include "KelvoBase/vl_warning.h"
 #include "programs/velaWarning/plain_text.h"
 #include "tests/support/child_process.h"
+#include "tests/support/terminal_test.h"
 
 namespace {
 
 using Words = std::vector<std::string>;
+using TerminalDialog = kelvo::test::TerminalTest;
 constexpr int kDeadlineSeconds = 30;
 const char* const kPrompt = "Esc: none): ";
 
@@ -100,7 +102,7 @@ Words withButtons(int count, Words options = {"-s", "Question?"}) {
     return options;
 }
 
-TEST(TerminalDialog, KeysChooseAButton) {
+TEST_F(TerminalDialog, KeysChooseAButton) {
     const struct {
         const char* what;
         int buttons;
@@ -134,7 +136,7 @@ TEST(TerminalDialog, KeysChooseAButton) {
     }
 }
 
-TEST(TerminalDialog, KeysTypedBeforeTheQuestionAreNotTaken) {
+TEST_F(TerminalDialog, KeysTypedBeforeTheQuestionAreNotTaken) {
     Session session([] {
         pollfd typed = {STDIN_FILENO, POLLIN, 0};
         poll(&typed, 1, -1);
@@ -146,7 +148,7 @@ TEST(TerminalDialog, KeysTypedBeforeTheQuestionAreNotTaken) {
     EXPECT_EQ(session.end(), 2);
 }
 
-TEST(TerminalDialog, FoldsTheDetailsAndStopsAtEachPage) {
+TEST_F(TerminalDialog, FoldsTheDetailsAndStopsAtEachPage) {
     Words options = {"-t", "Title", "-f", "The detail"};
     for (int i = 0; i < 40; ++i) options.insert(options.end(), {"-s", "line" + std::to_string(i)});
     for (const char* key : {" ", "q", "\x1B"}) {
@@ -171,7 +173,7 @@ TEST(TerminalDialog, FoldsTheDetailsAndStopsAtEachPage) {
     }
 }
 
-TEST(TerminalDialog, SignalsEndItAndBringTheTerminalBack) {
+TEST_F(TerminalDialog, SignalsEndItAndBringTheTerminalBack) {
     for (int signal : {SIGTERM, SIGINT, SIGHUP}) {
         Session session(withButtons(3));
         ASSERT_TRUE(session.await(kPrompt));
@@ -185,7 +187,7 @@ TEST(TerminalDialog, SignalsEndItAndBringTheTerminalBack) {
     EXPECT_EQ(session.end(), -SIGHUP);
 }
 
-TEST(TerminalDialog, WithoutAUserItSaysItsTextAndEnds) {
+TEST_F(TerminalDialog, WithoutAUserItSaysItsTextAndEnds) {
     for (const char* display : {"", ":987", "localhost:987"}) {
         const auto child = kelvo::test::runInChild([&] {
             setsid();  // no controlling terminal
@@ -212,7 +214,7 @@ TEST(TerminalDialog, WithoutAUserItSaysItsTextAndEnds) {
     EXPECT_EQ(background.end(), 50) << background.shown;
 }
 
-TEST(TerminalDialog, OptionsNeverLookLikeAButton) {
+TEST_F(TerminalDialog, OptionsNeverLookLikeAButton) {
     const struct {
         Words options;
         int code;
@@ -236,7 +238,7 @@ TEST(TerminalDialog, OptionsNeverLookLikeAButton) {
     }
 }
 
-TEST(TerminalDialog, AnswersVlWarningFromEndToEnd) {
+TEST_F(TerminalDialog, AnswersVlWarningFromEndToEnd) {
     const struct {
         const char* keys;
         int pressed;
