@@ -61,7 +61,7 @@ inline void storeRows(const Across* rows, double* a, size_t lda) {
 #endif
 constexpr size_t kAcross = sizeof(Across) / sizeof(double);
 
-inline void rotate(Across c, Across s, Across& x, Across& y) {
+inline void rotate(double c, double s, Across& x, Across& y) {
     const Across t = c * x + s * y;
     y = c * y - s * x;
     x = t;
@@ -94,17 +94,13 @@ void rotateGroups(size_t rows, const double* c, const double* s, double* a, size
     for (; i + 2 <= rows; i += 2) {
         if (i % kLine == 0 && i + kAhead < rows)
             for (size_t j = 0; j < kCols; ++j) __builtin_prefetch(a + i + kAhead + j * lda, 1);
-        const Across c0 = Across{} + c[i], s0 = Across{} + s[i];
-        const Across c1 = Across{} + c[i + 1], s1 = Across{} + s[i + 1];
-        double* group = a + i;
         unrolled<G>([&](size_t g) {
-            unknown(group);  // or all columns have an address, more than there are registers
             Across two[2];
+            double* const group = a + i + g * kAcross * lda;
             loadRows(group, lda, two);
-            rotate(c0, s0, two[0], rests[g]);
-            rotate(c1, s1, two[1], rests[g]);
+            rotate(c[i], s[i], two[0], rests[g]);
+            rotate(c[i + 1], s[i + 1], two[1], rests[g]);
             storeRows(two, group, lda);
-            group += kAcross * lda;
         });
     }
     unrolled<G>([&](size_t g) { store(rest + g * kAcross, rests[g]); });
