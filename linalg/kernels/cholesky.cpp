@@ -19,8 +19,8 @@ struct Tables {
     const PivotedCholeskyTable& pivoted;
 };
 
-Tables tables(int n) {
-    switch (levelForOrder(n)) {
+Tables tables() {
+    switch (activeLevel()) {
 #if defined(__x86_64__)
         case Level::kV2:
             return {v2::kCholeskyTable, v2::kPivotedCholeskyTable};
@@ -155,7 +155,7 @@ int factorSmall(double* a, std::ptrdiff_t lda, int n, double* work) {
 std::size_t dchdcScratch(int p, int job) {
     if (isSmall(p, job)) return 0;
     const auto n = static_cast<std::size_t>(p);
-    return job != 0 ? tables(p).pivoted.work(n) : tables(p).plain.work(n);
+    return job != 0 ? tables().pivoted.work(n) : tables().plain.work(n);
 }
 
 int dchdc(double* a, std::ptrdiff_t lda, int p, double* work, int* jpvt, int job, double* scratch) {
@@ -165,9 +165,9 @@ int dchdc(double* a, std::ptrdiff_t lda, int p, double* work, int* jpvt, int job
     if (isSmall(p, job)) return factorPlain(a, lda, p, work, jpvt, free, AddFew());
     if (scratch == nullptr) return factorPlain(a, lda, p, work, jpvt, free, AddMany());
     const auto n = static_cast<std::size_t>(p), step = static_cast<std::size_t>(lda);
-    if (job == 0) return tables(p).plain.factor(a, step, n, scratch);
-    return tables(p).pivoted.factor(a, step, n, jpvt, static_cast<std::size_t>(free.begin),
-                                    static_cast<std::size_t>(free.end), scratch);
+    if (job == 0) return tables().plain.factor(a, step, n, scratch);
+    return tables().pivoted.factor(a, step, n, jpvt, static_cast<std::size_t>(free.begin),
+                                   static_cast<std::size_t>(free.end), scratch);
 }
 
 void dposl(const double* r, std::ptrdiff_t ldr, int n, double* b) {

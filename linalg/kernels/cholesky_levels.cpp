@@ -80,47 +80,73 @@ class Cholesky : Triangle {
     // are then factors of the rows below.
     void applyToRight(size_t begin, size_t end, size_t to) {
         const size_t depth = end - begin;
-        for (size_t j = end, s = 0; j < to; j += kStrip, ++s) {
-            const size_t cols = least(kStrip, to - j);
-            double* const rows = strip(s, depth);
-            packStrip(column(j) + begin, lda_, depth, cols, rows);
-            if (solveRows(begin, depth, rows)) {
-                packStrip(column(j) + begin, lda_, depth, cols, rows);
-                solveRowsSkipping(begin, depth, rows);
-            }
-            unpackStrip(rows, depth, cols, column(j) + begin, lda_);
-        }
+        size_t j = end, s = 0;
+        for (; j + kStrip < to; j += 2 * kStrip, s += 2) finishRows<2>(begin, depth, j, to, s);
+        if (j < to) finishRows<1>(begin, depth, j, to, s);
         subtractProducts(end, to, depth);
     }
 
-    // The strip's rows R at a time: earlier ones from memory, their own in registers. True when a
-    // factor is zero.
+    // Those of S strips together, because a strip alone waits for its quotients.
+    template <size_t S>
+    void finishRows(size_t begin, size_t depth, size_t j, size_t to, size_t s) {
+        const auto each = [&](auto op) {
+            for (size_t t = 0; t < S; ++t)
+                op(strip(s + t, depth), column(j + t * kStrip) + begin,
+                   least(kStrip, to - j - t * kStrip));
+        };
+        const auto pack = [&](double* rows, const double* c, size_t cols) {
+            packStrip(c, lda_, depth, cols, rows);
+        };
+        each(pack);
+        if (solveRows<S>(begin, depth, strip(s, depth))) {
+            each(pack);
+            each([&](double* rows, double*, size_t) { solveRowsSkipping(begin, depth, rows); });
+        }
+        each(
+            [&](double* rows, double* c, size_t cols) { unpackStrip(rows, depth, cols, c, lda_); });
+    }
+
+    // R rows at a time: earlier ones from memory, their own in registers. True when a factor is zero.
+    template <size_t S>
     bool solveRows(size_t begin, size_t depth, double* rows) {
+        constexpr size_t kRows = kWidth == 8 ? 8 : 8 / S;
         Lanes zeros = {};
         size_t i = 0;
-        for (; i + 8 <= depth; i += 8) solveSome<8>(begin, i, rows, &zeros);
-        for (; i < depth; ++i) solveSome<1>(begin, i, rows, &zeros);
+        for (; i + kRows <= depth; i += kRows) solveSome<kRows, S>(begin, depth, i, rows, &zeros);
+        for (; i < depth; ++i) solveSome<1, S>(begin, depth, i, rows, &zeros);
         return anyLane(zeros);
     }
 
-    template <size_t R>
-    void solveSome(size_t begin, size_t i, double* rows, Lanes* zeros) {
-        const double* const r = column(begin + i) + begin;  // R(k, i + q) at r[k + q * lda]
-        Vector some[R];
-        unrolled<R>([&](size_t q) { some[q] = load(rows + (i + q) * kStrip); });
+    template <size_t R, size_t S>
+    void solveSome(size_t begin, size_t depth, size_t i, double* rows, Lanes* zeros) {
+        const double* r = column(begin + i) + begin;  // R(k, i + q) at r[k + q * lda]
+        const auto row = [&](size_t k, size_t t) { return rows + (k + t * depth) * kStrip; };
+        Vector some[R][S];
+        unrolled<R>(
+            [&](size_t q) { unrolled<S>([&](size_t t) { some[q][t] = load(row(i + q, t)); }); });
         for (size_t k = 0; k < i; ++k) {
-            const Vector earlier = load(rows + k * kStrip);
-            unrolled<R>([&](size_t q) { some[q] -= earlier * r[k + q * lda_]; });
+            Vector earlier[S];
+            unrolled<S>([&](size_t t) { earlier[t] = load(row(k, t)); });
+            unrolled<R>([&](size_t q) {
+                unrolled<S>([&](size_t t) {
+                    some[q][t] -= earlier[t] * r[k + q * lda_];
+                    reread(r);
+                });
+            });
         }
         unrolled<R>([&](size_t k) {
-            some[k] /= r[i + k + k * lda_];
+            unrolled<S>([&](size_t t) { some[k][t] /= r[i + k + k * lda_]; });
             unrolled<R>([&](size_t q) {
-                if (q > k) some[q] -= some[k] * r[i + k + q * lda_];
+                unrolled<S>([&](size_t t) {
+                    if (q > k) some[q][t] -= some[k][t] * r[i + k + q * lda_];
+                });
             });
         });
         unrolled<R>([&](size_t q) {
-            *zeros |= some[q] == Vector{};
-            place(rows + (i + q) * kStrip) = some[q];
+            unrolled<S>([&](size_t t) {
+                *zeros |= some[q][t] == Vector{};
+                place(row(i + q, t)) = some[q][t];
+            });
         });
     }
 

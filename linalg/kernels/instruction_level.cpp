@@ -14,9 +14,6 @@ namespace {
 
 // Set while loading, then only by forceLevel.
 Level g_level = Level::kBase;  // of activeTable
-Level g_largeLevel = Level::kBase;
-
-constexpr int kLargeOrder = 400;
 
 const VectorTable* tableOf(Level level) {
     switch (level) {
@@ -37,14 +34,6 @@ const VectorTable* tableOf(Level level) {
     return &base::kVectorTable;
 }
 
-bool hasSplitVectors() {
-#if defined(__x86_64__)
-    return __builtin_cpu_is("amdfam19h");
-#else
-    return false;
-#endif
-}
-
 [[gnu::constructor]] void chooseBestLevel() {
 #if defined(__x86_64__)
     __builtin_cpu_init();
@@ -54,7 +43,6 @@ bool hasSplitVectors() {
         forceLevel(level);
         if (named != nullptr && std::strcmp(named, nameOf(level)) == 0) return;
     }
-    if (g_level == Level::kV4 && hasSplitVectors()) g_largeLevel = Level::kV3;
 }
 
 }  // namespace
@@ -91,13 +79,9 @@ Level activeLevel() {
     return g_level;
 }
 
-Level levelForOrder(int n) {
-    return n < kLargeOrder ? g_level : g_largeLevel;
-}
-
 bool forceLevel(Level level) {
     if (!levelSupported(level)) return false;
-    g_level = g_largeLevel = level;
+    g_level = level;
     activeTable = tableOf(level);
     return true;
 }

@@ -20,10 +20,6 @@ bool levelSupported(Level level);
 /// The level in use.
 Level activeLevel();
 
-/// The level in use for a factorization of order n. Processors whose 512-bit arithmetic runs in two
-/// halves do large ones faster by v3; naming a level by KELVO_SIMD or forceLevel settles it for all.
-Level levelForOrder(int n);
-
 /// For tests and benchmarks: uses `level` from now on. False, and nothing changes, when this
 /// machine cannot run it. Not to be called while another thread computes.
 bool forceLevel(Level level);

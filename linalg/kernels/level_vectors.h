@@ -67,21 +67,26 @@ class Part {
 };
 #endif
 
-// The sum of the lanes, by halves.
-inline double lanes(const Vector& v) {
+// All lanes in one number: of each two halves, op makes one.
+template <class Op>
+inline double byHalves(const Vector& v, Op op) {
 #if defined(__AVX512F__)
     const auto quad =
-        __builtin_shufflevector(v, v, 0, 1, 2, 3) + __builtin_shufflevector(v, v, 4, 5, 6, 7);
+        op(__builtin_shufflevector(v, v, 0, 1, 2, 3), __builtin_shufflevector(v, v, 4, 5, 6, 7));
 #else
     const auto& quad = v;
 #endif
 #if defined(__AVX__)
     const auto pair =
-        __builtin_shufflevector(quad, quad, 0, 1) + __builtin_shufflevector(quad, quad, 2, 3);
+        op(__builtin_shufflevector(quad, quad, 0, 1), __builtin_shufflevector(quad, quad, 2, 3));
 #else
     const auto& pair = quad;
 #endif
-    return pair[0] + pair[1];
+    return op(pair[0], pair[1]);
+}
+
+inline double lanes(const Vector& v) {
+    return byHalves(v, [](const auto& a, const auto& b) { return a + b; });
 }
 
 // From two vectors of which the second stands S places below the first in a square: the rows and
@@ -112,6 +117,12 @@ inline void exchangeBlocks(Vector& a, Vector& b) {
     a = __builtin_shufflevector(x, y, 0, 2);
     b = __builtin_shufflevector(x, y, 1, 3);
 #endif
+}
+
+// From here on the compiler does not know where p came from.
+template <class Pointer>
+inline void unknown(Pointer& p) {
+    asm("" : "+r"(p));
 }
 
 // Calls op(0), ..., op(N - 1), written out: only then do arrays of vectors stay in registers.

@@ -10,8 +10,8 @@ namespace {
 // Below this order blocks cost more than they gain.
 constexpr int kSmallest = 12;
 
-const LuTable& table(int n) {
-    switch (levelForOrder(n)) {
+const LuTable& table() {
+    switch (activeLevel()) {
 #if defined(__x86_64__)
         case Level::kV2:
             return v2::kLuTable;
@@ -110,15 +110,15 @@ void solveSmall(const double* a, std::ptrdiff_t lda, int n, const int* ipvt, dou
 }  // namespace
 
 std::size_t dgefaWork(int n) {
-    return n < kSmallest ? 0 : table(n).work(static_cast<std::size_t>(n));
+    return n < kSmallest ? 0 : table().work(static_cast<std::size_t>(n));
 }
 
 int dgefa(double* a, std::ptrdiff_t lda, int n, int* ipvt, double* work) {
     if (n < kSmallest)
         return withSmallOrder(n, [=](auto m) { return factorSmall(a, lda, m, ipvt); });
     if (work == nullptr) return factorPlain(a, lda, n, ipvt, AddMany());
-    return table(n).factor(a, static_cast<std::size_t>(lda), static_cast<std::size_t>(n), ipvt,
-                           work);
+    return table().factor(a, static_cast<std::size_t>(lda), static_cast<std::size_t>(n), ipvt,
+                          work);
 }
 
 void dgesl(const double* a, std::ptrdiff_t lda, int n, const int* ipvt, double* b, int job) {

@@ -18,6 +18,9 @@ inline Across across(const double* p) {
 inline void store(double* p, Across v) {
     _mm256_storeu_pd(p, v);
 }
+inline Across everywhere(double x) {
+    return _mm256_set1_pd(x);
+}
 
 // Two rows of four columns. Halves that meet on the way from memory need no shuffle across them.
 inline void loadRows(const double* a, size_t lda, Across* rows) {
@@ -47,6 +50,9 @@ inline Across across(const double* p) {
 inline void store(double* p, Across v) {
     place(p) = v;
 }
+inline Across everywhere(double x) {
+    return Across{x, x};
+}
 
 inline void loadRows(const double* a, size_t lda, Across* rows) {
     const Across first = load(a), second = load(a + lda);
@@ -61,7 +67,7 @@ inline void storeRows(const Across* rows, double* a, size_t lda) {
 #endif
 constexpr size_t kAcross = sizeof(Across) / sizeof(double);
 
-inline void rotate(double c, double s, Across& x, Across& y) {
+inline void rotate(Across c, Across s, Across& x, Across& y) {
     const Across t = c * x + s * y;
     y = c * y - s * x;
     x = t;
@@ -83,28 +89,29 @@ inline void rotateColumns(size_t rows, const double* c, const double* s, double*
     unrolled<N>([&](size_t j) { rest[j] = rests[j]; });
 }
 
-// G groups of kAcross columns, two rows of them at a time; a cache line of each column is fetched ahead.
+// G groups of kAcross columns, two rows of them at a time.
 template <size_t G>
 void rotateGroups(size_t rows, const double* c, const double* s, double* a, size_t lda,
                   double* rest) {
-    constexpr size_t kLine = 8, kAhead = 3 * kLine, kCols = G * kAcross;
     Across rests[G];
     unrolled<G>([&](size_t g) { rests[g] = across(rest + g * kAcross); });
     size_t i = 0;
     for (; i + 2 <= rows; i += 2) {
-        if (i % kLine == 0 && i + kAhead < rows)
-            for (size_t j = 0; j < kCols; ++j) __builtin_prefetch(a + i + kAhead + j * lda, 1);
+        const Across c0 = everywhere(c[i]), s0 = everywhere(s[i]);
+        const Across c1 = everywhere(c[i + 1]), s1 = everywhere(s[i + 1]);
+        double* group = a + i;
         unrolled<G>([&](size_t g) {
+            unknown(group);  // or all columns have an address, more than there are registers
             Across two[2];
-            double* const group = a + i + g * kAcross * lda;
             loadRows(group, lda, two);
-            rotate(c[i], s[i], two[0], rests[g]);
-            rotate(c[i + 1], s[i + 1], two[1], rests[g]);
+            rotate(c0, s0, two[0], rests[g]);
+            rotate(c1, s1, two[1], rests[g]);
             storeRows(two, group, lda);
+            group += kAcross * lda;
         });
     }
     unrolled<G>([&](size_t g) { store(rest + g * kAcross, rests[g]); });
-    for (size_t j = 0; i < rows && j < kCols; j += 2)
+    for (size_t j = 0; i < rows && j < G * kAcross; j += 2)
         rotateColumns<2>(rows - i, c + i, s + i, a + i + j * lda, lda, rest + j);
 }
 

@@ -13,8 +13,8 @@ namespace {
 // Below this order delayed steps cost more than they gain.
 constexpr int kSmallest = 20;
 
-const SymmetricTable& table(int n) {
-    switch (levelForOrder(n)) {
+const SymmetricTable& table() {
+    switch (activeLevel()) {
 #if defined(__x86_64__)
         case Level::kV2:
             return v2::kSymmetricTable;
@@ -165,14 +165,14 @@ int factorSmall(double* ap, int n, int* kpvt) {
 }  // namespace
 
 std::size_t dspfaWork(int n) {
-    return n < kSmallest ? 0 : table(n).work(static_cast<std::size_t>(n));
+    return n < kSmallest ? 0 : table().work(static_cast<std::size_t>(n));
 }
 
 int dspfa(double* ap, int n, int* kpvt, double* work) {
     if (n <= kSmallOrder)
         return withSmallOrder(n, [=](auto m) { return factorSmall(ap, m, kpvt); });
     if (work == nullptr || n < kSmallest) return factorPlain(ap, n, kpvt, AddMany());
-    return table(n).factor(ap, static_cast<std::size_t>(n), kpvt, work);
+    return table().factor(ap, static_cast<std::size_t>(n), kpvt, work);
 }
 
 }  // namespace kelvo::kernels
