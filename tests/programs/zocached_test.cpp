@@ -338,6 +338,7 @@ TEST_F(Alone, EndsAndPausesAreTheSame) {
     std::string many, got;
     for (int i = 0; i < 150000; ++i) many += number(1) + text("key");
     std::size_t sent = sendSome(client, many);
+    rest(0.2);  // until its replies stand still
     for (int i = 0; i < kAWhile; ++i) ASSERT_TRUE(other.has("key"));
     const std::size_t wanted = 150000 * whole.size();
     ASSERT_TRUE(within(30, [&] {
