@@ -16,6 +16,10 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_L
   # GCC 12 takes the standard library's own "text" + string for overlapping memory.
   add_compile_options(-Wno-restrict)
 endif()
+if(CMAKE_CXX_COMPILER_ID MATCHES "Clang")
+  # As GCC's -Wconversion in C++, which leaves signs alone.
+  add_compile_options(-Wno-sign-conversion)
+endif()
 if(KELVO_WERROR)
   add_compile_options(-Werror)
 endif()

@@ -13,14 +13,14 @@ struct Identity {
 };
 
 template <class T>
-constexpr Identity kIdentity = {};
+inline constexpr Identity kIdentity = {};
 template <>
-constexpr Identity kIdentity<double> = {"DoubleVec", kDoubleVecCode, "DoubleVecPick",
-                                        kDoubleVecPickCode};
+inline constexpr Identity kIdentity<double> = {"DoubleVec", kDoubleVecCode, "DoubleVecPick",
+                                               kDoubleVecPickCode};
 template <>
-constexpr Identity kIdentity<int> = {"IntVec", kIntVecCode, "IntVecPick", kIntVecPickCode};
+inline constexpr Identity kIdentity<int> = {"IntVec", kIntVecCode, "IntVecPick", kIntVecPickCode};
 template <>
-constexpr Identity kIdentity<signed char> = {"SCharVec", kSCharVecCode, "SCharVecPick",
-                                             kSCharVecPickCode};
+inline constexpr Identity kIdentity<signed char> = {"SCharVec", kSCharVecCode, "SCharVecPick",
+                                                    kSCharVecPickCode};
 
 }  // namespace kelvo::linalg

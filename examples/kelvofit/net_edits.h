@@ -34,7 +34,7 @@ class MovePoints : public zoKelvoBase::UndoCommand {
 
 /// A control net that is undone by snapshots of all its points: for edits that cannot be played
 /// backwards.
-class SmoothableNet : public zoKelvoBase::StatefulUndoCmd {
+class SmoothableNet final : public zoKelvoBase::StatefulUndoCmd {
   public:
     explicit SmoothableNet(SplineSurface& surface);
 

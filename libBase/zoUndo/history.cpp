@@ -1,6 +1,7 @@
 #include "libBase/zoUndo/history.h"
 
 #include <algorithm>
+#include <exception>
 
 using zoUndo::Command;
 using zoUndo::Group;
@@ -60,8 +61,11 @@ void History::forget(Group& group) {
     if (group.count_ > 0) loseMark();
     Groups taken;
     take({index, index + 1}, taken);
-    manager_.groupDestroyed_.emitValue(&group);
-    changed();
+    try {
+        manager_.groupDestroyed_.emitValue(&group);
+        changed();
+    } catch (...) {  // the group goes either way, and its destructor can pass nothing on
+    }
 }
 
 void History::take(Range range, Groups& taken) {
@@ -83,14 +87,20 @@ void History::take(Range range, Groups& taken) {
 void History::end(Dropped& dropped) {
     if (dropped.final.empty() && dropped.undone.empty() && dropped.commands.empty())
         return changed();
+    std::exception_ptr thrown;  // by a listener: what has left ends all the same, and is announced
     for (const Groups* groups : {&dropped.final, &dropped.undone})
-        for (Group* g : *groups) manager_.groupDestroyed_.emitValue(g);
+        for (Group* g : *groups) try {
+                manager_.groupDestroyed_.emitValue(g);
+            } catch (...) {
+                thrown = std::current_exception();
+            }
     for (Command* c : inOrder(dropped.final))
         if (c->phase_ == Phase::kDone) commitAndDelete(c);
     for (Group* g : dropped.final) delete g;
     for (Group* g : dropped.undone) delete g;
     dropped.commands.clear();
     changed();
+    if (thrown) std::rethrow_exception(thrown);
 }
 
 History::Commands History::inOrder(const Groups& groups) {

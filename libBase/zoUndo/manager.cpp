@@ -20,7 +20,10 @@ Manager::Manager() : history_(std::make_unique<kelvo::zo_undo::History>(*this)) 
 
 Manager::~Manager() {
     if (g_installed == this) g_installed = nullptr;
-    history_->clear();
+    try {
+        history_->clear();
+    } catch (...) {  // of a listener, and all groups have gone
+    }
 }
 
 Group* Manager::newGroup(Word first, Word second) {

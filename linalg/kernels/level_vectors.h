@@ -67,7 +67,8 @@ class Part {
 };
 #endif
 
-// All lanes in one number: of each two halves, op makes one.
+// All lanes in one number: of each two halves, op makes one. It takes values: a reference to an
+// element of an array of vectors would promise an alignment that the array need not have.
 template <class Op>
 inline double byHalves(const Vector& v, Op op) {
 #if defined(__AVX512F__)
@@ -86,7 +87,7 @@ inline double byHalves(const Vector& v, Op op) {
 }
 
 inline double lanes(const Vector& v) {
-    return byHalves(v, [](const auto& a, const auto& b) { return a + b; });
+    return byHalves(v, [](auto a, auto b) { return a + b; });
 }
 
 // From two vectors of which the second stands S places below the first in a square: the rows and

@@ -195,7 +195,7 @@ inline Vector magnitudes(const double* p) {
 // The largest magnitude, by the comparisons of a plain search: what is not a number never wins.
 inline double largestOf(size_t n, const double* x) {
     constexpr size_t kApart = 4;  // that do not wait for one another
-    const auto larger = [](const auto& a, const auto& b) { return a > b ? a : b; };
+    const auto larger = [](auto a, auto b) { return a > b ? a : b; };
     Vector most[kApart] = {};
     size_t i = 0;
     for (; i + kApart * kWidth <= n; i += kApart * kWidth)

@@ -226,6 +226,26 @@ TEST_F(History, Signals) {
     EXPECT_EQ(0, manager_->numGroups());
 }
 
+TEST_F(History, WhatHasLeftEndsAlthoughAListenerThrows) {
+    group("a");
+    group("b");
+    EXPECT_EQ("-b", undone());
+    manager_->groupDestroyedSignal().addCallback(new zoRTB::FunctionObject([&] {
+        log_ += 'D';
+        throw 3;
+    }));
+    Group* const g = manager_->newGroup(0, 0);
+    EXPECT_THROW((new Letter(g, 'c', log_))->doIt(), int);
+    EXPECT_EQ("+cD~b", logged());
+    EXPECT_THROW(manager_->clear(), int);
+    EXPECT_EQ("DD!a~a!c~c", logged());
+    delete group("d");
+    EXPECT_EQ("D~d", logged());
+    group("e");
+    manager_.reset();
+    EXPECT_EQ("D!e~e", logged());
+}
+
 // Calls everything that changes the history while it is played.
 struct Meddler : Command {
     Meddler(Group* group, Manager& manager, std::string& log)

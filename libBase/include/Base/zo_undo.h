@@ -223,7 +223,8 @@ class BASE_API Manager {
     /// Carries a bool: true when recording has to stop for a while, false when it may go on. Calls
     /// come in pairs.
     zoRTB::SignalBase& creationDisableSignal() noexcept;
-    /// Carries a Group*: the group has left the history and is about to be deleted.
+    /// Carries a Group*: the group has left the history and is about to be deleted, whatever a
+    /// listener throws. That leaves the call when all is done, but no destructor.
     zoRTB::SignalBase& groupDestroyedSignal() noexcept;
     /// Carries nothing: what a menu or a title shows may have changed. Once for each call that recorded,
     /// named, played, dropped, or moved the saved mark.
