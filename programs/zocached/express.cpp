@@ -48,6 +48,7 @@ bool Express::take(Connection& connection) {
     if (!thread_.joinable() && !begin()) return false;
     connection_ = &connection;
     isAsked_ = false;
+    isWaiting_ = true;
     wake_.notify_one();
     return true;
 }
@@ -68,6 +69,24 @@ void Express::recall() {
     if (connection_ != nullptr) pthread_kill(thread_.native_handle(), kCall);
 }
 
+// Without this the mutex would go to a busy loop again, which is there sooner than the thread wakes up.
+void Express::letPass(std::unique_lock<std::mutex>& lock) {
+    if (!isWaiting_) return;
+    askBack();
+    passed_.wait(lock, [this] { return !isWaiting_; });
+}
+
+void Express::enter(std::unique_lock<std::mutex>& lock) {
+    isWaiting_ = true;
+    lock.lock();
+    pass();
+}
+
+void Express::pass() {
+    isWaiting_ = false;
+    passed_.notify_one();
+}
+
 void Express::end() {
     if (!thread_.joinable()) return;
     {
@@ -84,6 +103,7 @@ void Express::run() {
     std::unique_lock<std::mutex> lock(mutex_);
     for (;;) {
         wake_.wait(lock, [this] { return connection_ != nullptr || isOver_; });
+        pass();
         if (isOver_) return;
         serve(lock);
     }
@@ -97,12 +117,12 @@ void Express::serve(std::unique_lock<std::mutex>& lock) {
         for (bool stays = true; stays && !isOver_;) {
             lock.unlock();
             const bool isOpen = connection.awaitInput();
-            lock.lock();
+            enter(lock);
             if (!isOpen) connection.drop();
             stays = host_.serveAlone(connection, isCalled()) && !isAsked_;
         }
     } catch (...) {
-        if (!lock.owns_lock()) lock.lock();
+        if (!lock.owns_lock()) enter(lock);
         logLine(Level::kError, "a client was dropped: no memory");
         connection.drop();
     }

@@ -44,6 +44,8 @@ class Express {
     /// The connection goes back now, though nothing is heard of it. May come to nothing: to be
     /// repeated.
     void recall();
+    /// Lets the thread have the mutex first if it waits for it. Its connection then goes back.
+    void letPass(std::unique_lock<std::mutex>& lock);
 
     /// The connection goes back when its next request has been served. With or without the mutex.
     void askBack() { isAsked_ = true; }
@@ -54,13 +56,16 @@ class Express {
     bool begin();
     void run();
     void serve(std::unique_lock<std::mutex>& lock);
+    void enter(std::unique_lock<std::mutex>& lock);
+    void pass();
 
     std::mutex& mutex_;
     ExpressHost& host_;
     std::thread thread_;  // made when it is first needed
-    std::condition_variable wake_;
+    std::condition_variable wake_, passed_;
     Connection* connection_ = nullptr;  // borrowed
     std::atomic<bool> isAsked_{false};
+    std::atomic<bool> isWaiting_{false};  // for the mutex
     bool isOver_ = false;
 };
 

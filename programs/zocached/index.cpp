@@ -119,17 +119,12 @@ void Index::unlist(Entry& entry) {
     if (entry.holders == 0) drop(entry);
 }
 
-// Whether another entry names the same file.
-bool Index::sharesFile(const Entry& entry) const {
-    return byName_.count(const_cast<Entry*>(&entry)) > 1;
-}
-
 // The file goes first: a row without a file is recognised at the next start.
 void Index::drop(Entry& entry) {
-    const bool fileGoes = !sharesFile(entry);
     const auto [first, last] = byName_.equal_range(&entry);
+    const bool isShared = std::next(first) != last;
     byName_.erase(std::find(first, last, &entry));
-    if (fileGoes && !directory_.remove(entry.row.name, entry.row.file))
+    if (!isShared && !directory_.remove(entry.row.name, entry.row.file))
         logLine(Level::kWarning, "cannot delete \"%s\"", entry.row.name.c_str());
     markClean(entry);
     erased_.push_back(entry.row.id);
@@ -218,10 +213,11 @@ bool Index::release(Holder& holder, const std::string& key, bool remove) {
     }
     Entry* const entry = remove ? find(key) : nullptr;
     if (entry == nullptr) return isHeld;
-    // A removal that leaves the file must not be forgotten if the server is killed.
-    const bool fileStays = entry->holders > 0 || sharesFile(*entry);
+    const std::string name = entry->row.name;
     unlist(*entry);
-    if (fileStays) flush();
+    // A removal that leaves a file there must not be forgotten if the server is killed: others hold
+    // or share it, or what has the name by now is not the entry's.
+    if (directory_.look(name)) flush();
     return true;
 }
 

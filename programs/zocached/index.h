@@ -130,7 +130,6 @@ class Index {
     void hold(Holder& holder, Entry& entry);
     void letGo(const Holder::Held& held);
     void unlist(Entry& entry);
-    bool sharesFile(const Entry& entry) const;
     void drop(Entry& entry);
     void setFile(Entry& entry, const FileState& file);
     bool refresh(Entry& entry);

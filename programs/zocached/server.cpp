@@ -236,6 +236,7 @@ void Server::round(std::unique_lock<std::mutex>& lock) {
         express_.askBack();  // one who never pauses would keep the mutex
         lock.lock();
     }
+    express_.letPass(lock);
     now_ = Clock::now();
     if (std::find(ready.begin(), ready.end(), deletions_) != ready.end()) deletions_->onReady();
     speakers_.clear();

@@ -328,6 +328,29 @@ TEST_F(IndexFiles, FilesThatChangeUnderneathAreNoticed) {
     EXPECT_EQ(kelvo::test::contentOf(place_ / "exchanged"), "somebody's");
 }
 
+TEST_F(IndexFiles, RemovalsThatLeaveAFileOutliveAKill) {
+    ASSERT_TRUE(add("shared") && add("exchanged") && add("held"));
+    ASSERT_TRUE(index_->add(holder_, "other", "shared") && index_->commitAdds());
+    index_->endHolder(holder_);
+    kelvo::test::writeFile(place_ / "new", "somebody's");
+    fs::rename(place_ / "new", place_ / "exchanged");
+    Holder user;
+    ASSERT_NE(index_->acquire(user, "held"), nullptr);
+    std::vector<std::unique_ptr<Index>> killed;
+    for (const char* key : {"exchanged", "shared", "held"}) {
+        SCOPED_TRACE(key);
+        EXPECT_TRUE(index_->release(holder_, key, true));
+        killed.push_back(std::move(index_));
+        open();
+        EXPECT_FALSE(has(key));
+        user = Holder();
+        if (key != std::string("held")) index_->acquire(user, "held");
+    }
+    EXPECT_TRUE(has("other"));
+    EXPECT_TRUE(fs::exists(place_ / "exchanged"));
+    EXPECT_FALSE(fs::exists(place_ / "held"));
+}
+
 TEST_F(IndexFiles, LimitsOfBytes) {
     for (const char* key : {"a", "b", "c", "d"}) ASSERT_TRUE(add(key, "12345"));
     index_->endHolder(holder_);

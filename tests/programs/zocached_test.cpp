@@ -333,11 +333,14 @@ TEST_F(Alone, EndsAndPausesAreTheSame) {
     ASSERT_TRUE(sendBytes(client, "ey"));
     EXPECT_EQ(receive(client, reply.size() + 12).substr(0, reply.size()), reply);
 
-    speakAlone(client);  // more replies than the connection takes
-    const std::string whole = receiveAfter(client, number(1) + text("key"), reply.size() + 12);
+    speakAlone(client);                                    // more replies than the connection takes
+    const std::string ask = number(1) + text("a key 8b");  // whole ones fill the server's buffer
+    ASSERT_TRUE(client.put(path(), "a key 8b"));
+    const std::string whole = receiveAfter(client, ask, reply.size() + 5 + 12);
     std::string many, got;
-    for (int i = 0; i < 150000; ++i) many += number(1) + text("key");
+    for (int i = 0; i < 150000; ++i) many += ask;
     std::size_t sent = sendSome(client, many);
+    rest(0.2);  // until its replies stand still
     for (int i = 0; i < kAWhile; ++i) ASSERT_TRUE(other.has("key"));
     const std::size_t wanted = 150000 * whole.size();
     ASSERT_TRUE(within(30, [&] {
