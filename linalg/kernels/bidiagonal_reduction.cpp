@@ -2,6 +2,7 @@
 
 #include "linalg/kernels/block_reflector.h"
 #include "linalg/kernels/householder.h"
+#include "linalg/kernels/level_tables.h"
 
 namespace kelvo::kernels {
 namespace {
@@ -36,10 +37,11 @@ void reduceRow(const SvdTask& t, int l) {
     double* const product = t.work + l + 1;
     double* const rest = t.xColumn(l + 1) + l + 1;
     std::fill_n(product, below, 0.0);
-    gemmTable().gemv(size(below), size(length), rest, size(static_cast<int>(t.ldx)), row, product);
+    levelTables().gemm.gemv(size(below), size(length), rest, size(static_cast<int>(t.ldx)), row,
+                            product);
     scale(size(below), -1.0 / row[0], product);
-    reflectionTable().addOuter(size(below), size(length), product, row, rest,
-                               size(static_cast<int>(t.ldx)));
+    levelTables().reflection.addOuter(size(below), size(length), product, row, rest,
+                                      size(static_cast<int>(t.ldx)));
 }
 
 void keepLeft(const SvdTask& t, int l) {
@@ -97,22 +99,22 @@ class WaitingSteps {
     void addChain(std::size_t count, std::size_t n, const double* a, std::size_t lda, std::size_t m,
                   const double* a2, std::size_t lda2, const double* from, double* to) {
         std::fill_n(factors_, count, 0.0);
-        gemmTable().gemvTransposed(m, count, a2, lda2, from, factors_);
-        gemmTable().gemv(n, count, a, lda, factors_, to);
+        levelTables().gemm.gemvTransposed(m, count, a2, lda2, from, factors_);
+        levelTables().gemm.gemv(n, count, a, lda, factors_, to);
     }
 
     void reduceColumn(int l) {
         const std::size_t waiting = size(l - first_), rows = size(t_.n - l),
                           cols = size(t_.p - l - 1);
         double* const head = t_.xColumn(l) + l;
-        gemmTable().gemv(rows, waiting, v(l), ldx_, row(waiting, y_ + l, ldp_), head);
-        gemmTable().gemv(rows, waiting, a_ + l, ldn_, row(waiting, w_ + l, ldp_), head);
+        levelTables().gemm.gemv(rows, waiting, v(l), ldx_, row(waiting, y_ + l, ldp_), head);
+        levelTables().gemm.gemv(rows, waiting, a_ + l, ldn_, row(waiting, w_ + l, ldp_), head);
         const double norm = makeReflection(t_.n - l, head);
         t_.s[l] = -norm;
         double* const y = y_ + waiting * ldp_ + l + 1;
         std::fill_n(y, cols, 0.0);
         if (norm == 0.0) return;
-        gemmTable().gemvTransposed(rows, cols, head + t_.ldx, ldx_, head, y);
+        levelTables().gemm.gemvTransposed(rows, cols, head + t_.ldx, ldx_, head, y);
         addChain(waiting, cols, y_ + l + 1, ldp_, rows, v(l), ldx_, head, y);
         addChain(waiting, cols, w_ + l + 1, ldp_, rows, a_ + l, ldn_, head, y);
         scale(cols, -1.0 / head[0], y);
@@ -123,15 +125,16 @@ class WaitingSteps {
                           cols = size(t_.p - l - 1);
         double* const e = t_.e + l + 1;
         for (int j = l + 1; j < t_.p; ++j) t_.e[j] = t_.xColumn(j)[l];
-        gemmTable().gemv(cols, waiting + 1, y_ + l + 1, ldp_, row(waiting + 1, v(l), ldx_), e);
-        gemmTable().gemv(cols, waiting, w_ + l + 1, ldp_, row(waiting, a_ + l, ldn_), e);
+        levelTables().gemm.gemv(cols, waiting + 1, y_ + l + 1, ldp_, row(waiting + 1, v(l), ldx_),
+                                e);
+        levelTables().gemm.gemv(cols, waiting, w_ + l + 1, ldp_, row(waiting, a_ + l, ldn_), e);
         const double norm = makeReflection(t_.p - l - 1, e);
         t_.e[l] = -norm;
         std::copy_n(e, cols, w_ + waiting * ldp_ + l + 1);
         double* const a = a_ + waiting * ldn_ + l + 1;
         std::fill_n(a, rows, 0.0);
         if (norm == 0.0) return;
-        gemmTable().gemv(rows, cols, t_.xColumn(l + 1) + l + 1, ldx_, e, a);
+        levelTables().gemm.gemv(rows, cols, t_.xColumn(l + 1) + l + 1, ldx_, e, a);
         addChain(waiting + 1, rows, v(l + 1), ldx_, cols, y_ + l + 1, ldp_, e, a);
         addChain(waiting, rows, a_ + l + 1, ldn_, cols, w_ + l + 1, ldp_, e, a);
         scale(rows, -1.0 / e[0], a);

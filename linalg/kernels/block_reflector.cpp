@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "linalg/kernels/instruction_level.h"
+#include "linalg/kernels/level_tables.h"
 
 namespace kelvo::kernels {
 namespace {
@@ -10,7 +10,7 @@ namespace {
 void multiply(std::size_t m, std::size_t n, std::size_t k, const double* a, std::size_t lda,
               const double* b, std::size_t bTerm, std::size_t bCol, double* c, std::size_t ldc,
               bool adding) {
-    const GemmTable& t = gemmTable();
+    const GemmTable& t = levelTables().gemm;
     for (std::size_t j = 0; j < n; j += t.tileCols) {
         const std::size_t width = std::min(t.tileCols, n - j);
         for (std::size_t i = 0; i < m; i += t.tileRows)
@@ -26,21 +26,6 @@ void multiply(std::size_t m, std::size_t n, std::size_t k, const double* a, std:
 }
 
 }  // namespace
-
-const ReflectionTable& reflectionTable() {
-    switch (activeLevel()) {
-#if defined(__x86_64__)
-        case Level::kV2:
-            return v2::kReflectionTable;
-        case Level::kV3:
-            return v3::kReflectionTable;
-        case Level::kV4:
-            return v4::kReflectionTable;
-#endif
-        default:
-            return base::kReflectionTable;
-    }
-}
 
 void addProduct(std::size_t m, std::size_t n, std::size_t k, const double* a, std::size_t lda,
                 const double* b, std::size_t bTerm, std::size_t bCol, double* c, std::size_t ldc) {
@@ -70,7 +55,7 @@ void BlockReflector::add(const double* v, std::size_t ldv, std::size_t count, co
         else
             std::copy(from + top + 1, from + rows_, to + top + 1);
     }
-    gemmTable().transpose(rows_, count, v_ + count_ * rows_, rows_, across_ + count_, kMost);
+    levelTables().gemm.transpose(rows_, count, v_ + count_ * rows_, rows_, across_ + count_, kMost);
     extendTriangle(count, heads);
     count_ += count;
 }

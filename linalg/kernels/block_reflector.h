@@ -6,13 +6,7 @@
 
 #include <cstddef>
 
-#include "linalg/kernels/gemm_table.h"
-#include "linalg/kernels/reflection_table.h"
-
 namespace kelvo::kernels {
-
-/// The table of the active level.
-const ReflectionTable& reflectionTable();
 
 /// C (m x n) += A B with A m x k; element (p, j) of B at b[p * bTerm + j * bCol]. All where they stand.
 void addProduct(std::size_t m, std::size_t n, std::size_t k, const double* a, std::size_t lda,

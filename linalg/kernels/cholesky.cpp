@@ -1,8 +1,7 @@
 #include "linalg/kernels/cholesky.h"
 
-#include "linalg/kernels/instruction_level.h"
+#include "linalg/kernels/level_tables.h"
 #include "linalg/kernels/small_orders.h"
-#include "linalg/kernels/solver_table.h"
 
 namespace kelvo::kernels {
 namespace {
@@ -12,26 +11,6 @@ constexpr int kSmallest = 14, kSmallestPivoted = 10;
 
 bool isSmall(int p, int job) {
     return p < (job != 0 ? kSmallestPivoted : kSmallest);
-}
-
-struct Tables {
-    const CholeskyTable& plain;
-    const PivotedCholeskyTable& pivoted;
-};
-
-Tables tables() {
-    switch (activeLevel()) {
-#if defined(__x86_64__)
-        case Level::kV2:
-            return {v2::kCholeskyTable, v2::kPivotedCholeskyTable};
-        case Level::kV3:
-            return {v3::kCholeskyTable, v3::kPivotedCholeskyTable};
-        case Level::kV4:
-            return {v4::kCholeskyTable, v4::kPivotedCholeskyTable};
-#endif
-        default:
-            return {base::kCholeskyTable, base::kPivotedCholeskyTable};
-    }
 }
 
 // Exchanges rows and columns i < j of the symmetric matrix in the upper triangle.
@@ -115,12 +94,7 @@ template <class Order, class Add>
     const int n = order;
 #pragma GCC unroll 4
     for (int k = 0; k < n; ++k) b[k] = (b[k] - dotInOrder(k, r + k * ldr, b)) / r[k + k * ldr];
-#pragma GCC unroll 4
-    for (int done = 0; done < n; ++done) {
-        const int k = n - 1 - done;
-        b[k] /= r[k + k * ldr];
-        add(k, -b[k], r + k * ldr, b);
-    }
+    solveUpper(r, ldr, order, b, add);
 }
 
 // In registers where the order is fixed.
@@ -155,7 +129,7 @@ int factorSmall(double* a, std::ptrdiff_t lda, int n, double* work) {
 std::size_t dchdcScratch(int p, int job) {
     if (isSmall(p, job)) return 0;
     const auto n = static_cast<std::size_t>(p);
-    return job != 0 ? tables().pivoted.work(n) : tables().plain.work(n);
+    return job != 0 ? levelTables().pivotedCholesky.work(n) : levelTables().cholesky.work(n);
 }
 
 int dchdc(double* a, std::ptrdiff_t lda, int p, double* work, int* jpvt, int job, double* scratch) {
@@ -165,9 +139,10 @@ int dchdc(double* a, std::ptrdiff_t lda, int p, double* work, int* jpvt, int job
     if (isSmall(p, job)) return factorPlain(a, lda, p, work, jpvt, free, AddFew());
     if (scratch == nullptr) return factorPlain(a, lda, p, work, jpvt, free, AddMany());
     const auto n = static_cast<std::size_t>(p), step = static_cast<std::size_t>(lda);
-    if (job == 0) return tables().plain.factor(a, step, n, scratch);
-    return tables().pivoted.factor(a, step, n, jpvt, static_cast<std::size_t>(free.begin),
-                                   static_cast<std::size_t>(free.end), scratch);
+    if (job == 0) return levelTables().cholesky.factor(a, step, n, scratch);
+    return levelTables().pivotedCholesky.factor(a, step, n, jpvt,
+                                                static_cast<std::size_t>(free.begin),
+                                                static_cast<std::size_t>(free.end), scratch);
 }
 
 void dposl(const double* r, std::ptrdiff_t ldr, int n, double* b) {

@@ -2,9 +2,8 @@
 
 #include <algorithm>
 
-#include "linalg/kernels/instruction_level.h"
+#include "linalg/kernels/level_tables.h"
 #include "linalg/kernels/small_orders.h"
-#include "linalg/kernels/solver_table.h"
 
 namespace kelvo::kernels {
 namespace {
@@ -12,27 +11,13 @@ namespace {
 // Columns that are rotated together.
 constexpr int kTogether = 16, kFew = 4;
 
-const RotationTable& table() {
-    switch (activeLevel()) {
-#if defined(__x86_64__)
-        case Level::kV2:
-            return v2::kRotationTable;
-        case Level::kV3:
-            return v3::kRotationTable;
-        case Level::kV4:
-            return v4::kRotationTable;
-#endif
-        default:
-            return base::kRotationTable;
-    }
-}
-
 // Applies `rows` rotations to the rows of a (rows x cols, cols at most kTogether) and `rest`.
 void rotateRows(int rows, int cols, const double* c, const double* s, double* a, std::ptrdiff_t lda,
                 double* rest) {
     if (rows > 0)
-        table().rotateRows(static_cast<std::size_t>(rows), static_cast<std::size_t>(cols), c, s, a,
-                           static_cast<std::size_t>(lda), rest);
+        levelTables().rotation.rotateRows(static_cast<std::size_t>(rows),
+                                          static_cast<std::size_t>(cols), c, s, a,
+                                          static_cast<std::size_t>(lda), rest);
 }
 
 // (a, b) becomes (c a + s b, c b - s a).

@@ -3,6 +3,7 @@
 
 #include "linalg/kernels/block_reflector.h"
 #include "linalg/kernels/blocked_qr.h"
+#include "linalg/kernels/level_tables.h"
 #include "linalg/kernels/vector_ops.h"
 
 namespace kelvo::kernels {
@@ -50,7 +51,7 @@ class DelayedQr {
         double* const v = t_.column(l) + l;
         const double* const earlier = t_.column(first_) + l;
         for (int k = first_; k < l; ++k) factors_[k - first_] = f(k)[l];
-        gemmTable().gemv(rows, waiting, earlier, ldx_, factors_, v);
+        levelTables().gemm.gemv(rows, waiting, earlier, ldx_, factors_, v);
 
         t_.qraux[l] = 0.0;
         const bool reflected = l + 1 < t_.n && reduceColumn(t_, l, l + 1);
@@ -60,9 +61,9 @@ class DelayedQr {
         if (reflected) {
             v[0] = t_.qraux[l];
             std::fill_n(factors_, waiting, 0.0);
-            gemmTable().gemvTransposed(rows, waiting, earlier, ldx_, v, factors_);
-            gemmTable().gemvTransposed(rows, cols, t_.column(l + 1) + l, ldx_, v, fl);
-            gemmTable().gemv(cols, waiting, f_ + l + 1, size(t_.p), factors_, fl);
+            levelTables().gemm.gemvTransposed(rows, waiting, earlier, ldx_, v, factors_);
+            levelTables().gemm.gemvTransposed(rows, cols, t_.column(l + 1) + l, ldx_, v, fl);
+            levelTables().gemm.gemv(cols, waiting, f_ + l + 1, size(t_.p), factors_, fl);
             scale(cols, -1.0 / v[0], fl);
         }
         const bool stale = reduceRow(l, reflected);
@@ -74,8 +75,8 @@ class DelayedQr {
         for (int j = l + 1; j < t_.p; ++j) row_[j] = t_.column(j)[l];
         for (int k = first_; k <= l; ++k)
             factors_[k - first_] = k == l && !reflected ? 0.0 : t_.column(k)[l];
-        gemmTable().gemv(size(t_.p - l - 1), size(l + 1 - first_), f_ + l + 1, size(t_.p), factors_,
-                         row_ + l + 1);
+        levelTables().gemm.gemv(size(t_.p - l - 1), size(l + 1 - first_), f_ + l + 1, size(t_.p),
+                                factors_, row_ + l + 1);
         for (int j = l + 1; j < t_.p; ++j) t_.column(j)[l] = row_[j];
         bool stale = false;
         for (int j = std::max(l + 1, t_.freeBegin); reflected && j < t_.freeEnd; ++j)

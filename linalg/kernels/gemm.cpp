@@ -1,7 +1,6 @@
 #include "linalg/kernels/gemm.h"
 
-#include "linalg/kernels/gemm_table.h"
-#include "linalg/kernels/instruction_level.h"
+#include "linalg/kernels/level_tables.h"
 
 namespace kelvo::kernels {
 namespace {
@@ -100,21 +99,6 @@ bool isSmall(std::size_t m, std::size_t n, std::size_t k) {
 
 }  // namespace
 
-const GemmTable& gemmTable() {
-    switch (activeLevel()) {
-#if defined(__x86_64__)
-        case Level::kV2:
-            return v2::kGemmTable;
-        case Level::kV3:
-            return v3::kGemmTable;
-        case Level::kV4:
-            return v4::kGemmTable;
-#endif
-        default:
-            return base::kGemmTable;
-    }
-}
-
 std::size_t gemmWork(Form formA, std::size_t m, std::size_t n, std::size_t k) {
     if (isSmall(m, n, k)) return formA == Form::kPlain ? 0 : m * k;
     return (least(m, kBlockRows) + least(n, kBlockCols)) * least(k, kGemmDepth);
@@ -130,7 +114,7 @@ void gemm(Form formA, Form formB, std::size_t m, std::size_t n, std::size_t k, c
     }
     const Operand left(formA, a, lda);
     const Operand right(formB, b, ldb);
-    const GemmTable& t = gemmTable();
+    const GemmTable& t = levelTables().gemm;
     if (isSmall(m, n, k)) {
         if (formA == Form::kPlain) return multiplyInPlace(t, left, right, m, n, k, c, ldc);
         if (work != nullptr) {
@@ -160,7 +144,7 @@ void gemm(Form formA, Form formB, std::size_t m, std::size_t n, std::size_t k, c
 
 void gemv(std::size_t m, std::size_t n, const double* a, std::size_t lda, const double* x,
           double* y) {
-    const GemmTable& t = gemmTable();
+    const GemmTable& t = levelTables().gemm;
     if (m > 2 * t.tileRows) {
         for (std::size_t i = 0; i < m; ++i) y[i] = 0.0;
         return t.gemv(m, n, a, lda, x, y);
@@ -172,12 +156,12 @@ void gemv(std::size_t m, std::size_t n, const double* a, std::size_t lda, const 
 void gemvTransposed(std::size_t m, std::size_t n, const double* a, std::size_t lda, const double* x,
                     double* y) {
     for (std::size_t j = 0; j < n; ++j) y[j] = 0.0;
-    gemmTable().gemvTransposed(m, n, a, lda, x, y);
+    levelTables().gemm.gemvTransposed(m, n, a, lda, x, y);
 }
 
 void transpose(std::size_t m, std::size_t n, const double* a, std::size_t lda, double* b,
                std::size_t ldb) {
-    gemmTable().transpose(m, n, a, lda, b, ldb);
+    levelTables().gemm.transpose(m, n, a, lda, b, ldb);
 }
 
 }  // namespace kelvo::kernels

@@ -38,7 +38,4 @@ extern const GemmTable kGemmTable;
 }
 #endif
 
-/// The table of the active level.
-const GemmTable& gemmTable();
-
 }  // namespace kelvo::kernels

@@ -2,7 +2,7 @@
 // turns the vector it was made from into (-norm, 0, ..., 0). Private to those kernels.
 #pragma once
 
-#include "linalg/kernels/block_reflector.h"
+#include "linalg/kernels/level_tables.h"
 #include "linalg/kernels/vector_ops.h"
 
 namespace kelvo::kernels {
@@ -28,8 +28,9 @@ inline double makeReflection(int n, double* x) {
 /// The columns of C reflected by v.
 inline void applyReflection(int n, const double* v, int cols, double* c, std::ptrdiff_t ldc) {
     if (n >= static_cast<int>(kShortLength)) {
-        reflectionTable().reflect(static_cast<std::size_t>(n), v, static_cast<std::size_t>(cols), c,
-                                  static_cast<std::size_t>(ldc));
+        levelTables().reflection.reflect(static_cast<std::size_t>(n), v,
+                                         static_cast<std::size_t>(cols), c,
+                                         static_cast<std::size_t>(ldc));
         return;
     }
     for (int j = 0; j < cols; ++j, c += ldc) axpy(n, -dot(n, v, c) / v[0], v, c);

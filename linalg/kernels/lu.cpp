@@ -1,29 +1,13 @@
 #include "linalg/kernels/lu.h"
 
-#include "linalg/kernels/instruction_level.h"
+#include "linalg/kernels/level_tables.h"
 #include "linalg/kernels/small_orders.h"
-#include "linalg/kernels/solver_table.h"
 
 namespace kelvo::kernels {
 namespace {
 
 // Below this order blocks cost more than they gain.
 constexpr int kSmallest = 12;
-
-const LuTable& table() {
-    switch (activeLevel()) {
-#if defined(__x86_64__)
-        case Level::kV2:
-            return v2::kLuTable;
-        case Level::kV3:
-            return v3::kLuTable;
-        case Level::kV4:
-            return v4::kLuTable;
-#endif
-        default:
-            return base::kLuTable;
-    }
-}
 
 template <class Order, class Add>
 [[gnu::always_inline]] inline int factorPlain(double* a, std::ptrdiff_t lda, Order order, int* ipvt,
@@ -87,12 +71,7 @@ template <class Order, class Add>
         exchangeAt(order, k, n, ipvt[k] - 1, b, k);
         add(n - k - 1, b[k], a + k * lda + k + 1, b + k + 1);
     }
-#pragma GCC unroll 4
-    for (int done = 0; done < n; ++done) {
-        const int k = n - 1 - done;
-        b[k] /= a[k + k * lda];
-        add(k, -b[k], a + k * lda, b);
-    }
+    solveUpper(a, lda, order, b, add);
 }
 
 template <int kOrder>
@@ -110,15 +89,15 @@ void solveSmall(const double* a, std::ptrdiff_t lda, int n, const int* ipvt, dou
 }  // namespace
 
 std::size_t dgefaWork(int n) {
-    return n < kSmallest ? 0 : table().work(static_cast<std::size_t>(n));
+    return n < kSmallest ? 0 : levelTables().lu.work(static_cast<std::size_t>(n));
 }
 
 int dgefa(double* a, std::ptrdiff_t lda, int n, int* ipvt, double* work) {
     if (n < kSmallest)
         return withSmallOrder(n, [=](auto m) { return factorSmall(a, lda, m, ipvt); });
     if (work == nullptr) return factorPlain(a, lda, n, ipvt, AddMany());
-    return table().factor(a, static_cast<std::size_t>(lda), static_cast<std::size_t>(n), ipvt,
-                          work);
+    return levelTables().lu.factor(a, static_cast<std::size_t>(lda), static_cast<std::size_t>(n),
+                                   ipvt, work);
 }
 
 void dgesl(const double* a, std::ptrdiff_t lda, int n, const int* ipvt, double* b, int job) {

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "linalg/kernels/block_reflector.h"
+#include "linalg/kernels/level_tables.h"
 #include "linalg/kernels/vector_ops.h"
 
 namespace kelvo::kernels {
@@ -66,9 +66,9 @@ void RotationQueue::flush() {
             const Group& group = groups_[g];
             const int cols = std::min(group.last + 1, target_.columns) - group.begin;
             if (cols < 2) continue;
-            reflectionTable().rotate(rows, size(cols), size(group.sweeps), rotationsOf(g),
-                                     target_.a + i + group.begin * target_.lda,
-                                     size(static_cast<int>(target_.lda)));
+            levelTables().reflection.rotate(rows, size(cols), size(group.sweeps), rotationsOf(g),
+                                            target_.a + i + group.begin * target_.lda,
+                                            size(static_cast<int>(target_.lda)));
         }
     }
     groupCount_ = 0;

@@ -89,4 +89,17 @@ struct AddMany {
     void operator()(int n, double a, const double* x, double* y) const { addMultiple(n, a, x, y); }
 };
 
+/// Solves u x = b for the upper triangle u; x takes the place of b.
+template <class Order, class Add>
+[[gnu::always_inline]] inline void solveUpper(const double* u, std::ptrdiff_t ldu, Order order,
+                                              double* b, Add add) {
+    const int n = order;
+#pragma GCC unroll 4
+    for (int done = 0; done < n; ++done) {
+        const int k = n - 1 - done;
+        b[k] /= u[k + k * ldu];
+        add(k, -b[k], u + k * ldu, b);
+    }
+}
+
 }  // namespace kelvo::kernels

@@ -2,31 +2,15 @@
 
 #include <algorithm>
 
-#include "linalg/kernels/instruction_level.h"
+#include "linalg/kernels/level_tables.h"
 #include "linalg/kernels/packed_columns.h"
 #include "linalg/kernels/small_orders.h"
-#include "linalg/kernels/solver_table.h"
 
 namespace kelvo::kernels {
 namespace {
 
 // Below this order delayed steps cost more than they gain.
 constexpr int kSmallest = 20;
-
-const SymmetricTable& table() {
-    switch (activeLevel()) {
-#if defined(__x86_64__)
-        case Level::kV2:
-            return v2::kSymmetricTable;
-        case Level::kV3:
-            return v3::kSymmetricTable;
-        case Level::kV4:
-            return v4::kSymmetricTable;
-#endif
-        default:
-            return base::kSymmetricTable;
-    }
-}
 
 struct Pivot {
     int step;          // order of the block
@@ -165,14 +149,14 @@ int factorSmall(double* ap, int n, int* kpvt) {
 }  // namespace
 
 std::size_t dspfaWork(int n) {
-    return n < kSmallest ? 0 : table().work(static_cast<std::size_t>(n));
+    return n < kSmallest ? 0 : levelTables().symmetric.work(static_cast<std::size_t>(n));
 }
 
 int dspfa(double* ap, int n, int* kpvt, double* work) {
     if (n <= kSmallOrder)
         return withSmallOrder(n, [=](auto m) { return factorSmall(ap, m, kpvt); });
     if (work == nullptr || n < kSmallest) return factorPlain(ap, n, kpvt, AddMany());
-    return table().factor(ap, static_cast<std::size_t>(n), kpvt, work);
+    return levelTables().symmetric.factor(ap, static_cast<std::size_t>(n), kpvt, work);
 }
 
 }  // namespace kelvo::kernels
