@@ -9,36 +9,20 @@ using Invert = void (*)(const double*, double*);
 
 void chooseAndInvert(const double* from, double* to);
 
-// The kernel for this processor, chosen by the first call; the same whichever thread comes first.
+// The elimination for this processor, chosen by the first call; the same whichever thread comes
+// first.
 constinit std::atomic<Invert> g_invert{chooseAndInvert};
 
 void chooseAndInvert(const double* from, double* to) {
-    Invert best = kelvo::geometry::base::invert4;
+    Invert best = kelvo::geometry::invert4Plainly;
 #ifdef __x86_64__
-    if (kelvo::geometry::runsLevel(4)) {
-        best = kelvo::geometry::v4::invert4;
-    } else if (kelvo::geometry::runsLevel(3)) {
-        best = kelvo::geometry::v3::invert4;
-    }
+    if (__builtin_cpu_supports("avx2")) best = kelvo::geometry::invert4Avx2;
 #endif
     g_invert.store(best, std::memory_order_relaxed);
     best(from, to);
 }
 
 }  // namespace
-
-#ifdef __x86_64__
-// By the names of the features: not every compiler knows those of the levels.
-bool kelvo::geometry::runsLevel(int level) {
-    const bool v2 = __builtin_cpu_supports("sse4.2") && __builtin_cpu_supports("popcnt");
-    const bool v3 = v2 && __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma") &&
-                    __builtin_cpu_supports("bmi") && __builtin_cpu_supports("bmi2");
-    const bool v4 = v3 && __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
-                    __builtin_cpu_supports("avx512cd") && __builtin_cpu_supports("avx512dq") &&
-                    __builtin_cpu_supports("avx512vl");
-    return level >= 4 ? v4 : level == 3 ? v3 : v2;
-}
-#endif
 
 void kelvo::geometry::invert4(const double* from, double* to) {
     g_invert.load(std::memory_order_relaxed)(from, to);

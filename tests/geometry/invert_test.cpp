@@ -77,14 +77,10 @@ void throughTheClass(const double* from, double* to) {
 
 std::vector<Kernel> kernels() {
     namespace g = kelvo::geometry;
-    std::vector<Kernel> all = {{"class", throughTheClass},
-                               {"plain", g::invert4Plainly},
-                               {"chosen", g::invert4},
-                               {"base", g::base::invert4}};
+    std::vector<Kernel> all = {
+        {"class", throughTheClass}, {"plain", g::invert4Plainly}, {"chosen", g::invert4}};
 #ifdef __x86_64__
-    if (g::runsLevel(2)) all.push_back({"v2", g::v2::invert4});
-    if (g::runsLevel(3)) all.push_back({"v3", g::v3::invert4});
-    if (g::runsLevel(4)) all.push_back({"v4", g::v4::invert4});
+    if (__builtin_cpu_supports("avx2")) all.push_back({"AVX2", g::invert4Avx2});
 #endif
     return all;
 }
