@@ -51,12 +51,15 @@ Tquaternion TunitQuaternion::log() const {
     return {0.0, f * x, f * y, f * z};
 }
 
-TunitQuaternion TunitQuaternion::betweenOpposites(const TunitQuaternion& a,
-                                                  const TunitQuaternion& b, double t) {
-    if (std::fabs(a.w + b.w) < kTiny && isRealUnit(a)) return b;
+void TunitQuaternion::setBetweenOpposites(const TunitQuaternion& a, const TunitQuaternion& b,
+                                          double t) {
+    if (std::fabs(a.w + b.w) < kTiny && isRealUnit(a)) {
+        *this = b;
+        return;
+    }
     // Half way lies a perpendicular of a. Its scalar part is not blended; callers rely on it.
     const double ka = std::sin((0.5 - t) * kPi), kb = std::sin(t * kPi);
-    return TunitQuaternion({a.z, ka * a.x + kb * -a.y, ka * a.y + kb * a.x, ka * a.z + kb * -a.w});
+    *this = TunitQuaternion({a.z, ka * a.x + kb * -a.y, ka * a.y + kb * a.x, ka * a.z + kb * -a.w});
 }
 
 TunitQuaternion squad(const TunitQuaternion& p, const TunitQuaternion& a, const TunitQuaternion& b,

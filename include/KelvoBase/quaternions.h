@@ -124,9 +124,8 @@ class KELVO_API TunitQuaternion : public Tquaternion {
     friend TunitQuaternion slerp(const TunitQuaternion& a, const TunitQuaternion& b, double t);
 
   private:
-    // What slerp gives for b = -a.
-    static TunitQuaternion betweenOpposites(const TunitQuaternion& a, const TunitQuaternion& b,
-                                            double t);
+    // Becomes what slerp gives for b = -a.
+    void setBetweenOpposites(const TunitQuaternion& a, const TunitQuaternion& b, double t);
 };
 
 /// Spherical interpolation from a (t = 0) to b (t = 1) at constant angular speed. b is not flipped
@@ -164,8 +163,9 @@ inline Tquaternion operator*(double k, const Tquaternion& q) {
 
 inline Tquaternion Tquaternion::operator*(const Tquaternion& b) const {
     using namespace kelvo::geometry;
-    const double *const p = array(), *const q = b.array();
+    const double* const q = b.array();
 #ifdef __FMA__
+    const double* const p = array();
     typedef Quad::Lanes Lanes;
     const Lanes wxyz = load(q).v;
     const Lanes xwzy = __builtin_shufflevector(wxyz, wxyz, 1, 0, 3, 2);
@@ -178,16 +178,12 @@ inline Tquaternion Tquaternion::operator*(const Tquaternion& b) const {
            p[3] * withSigns(zyxw, -0.0, -0.0, 0.0, 0.0)});
     return r;
 #else
-    // Two components at a time, summed in the order of Hamilton's formula: without contraction the
-    // vector part of q * conjugate(q) is exactly 0.
-    const Pair bwx = loadPair(q), bxy = loadPair(q + 1), byz = loadPair(q + 2);
-    const Pair axy = loadPair(p + 1), ayz = loadPair(p + 2);
-    const Pair azx = __builtin_shufflevector(ayz, axy, 1, 2);
-    const Pair bzx = __builtin_shufflevector(byz, bxy, 1, 2);
-    const Pair ww = {w, w}, zz = {z, z}, bww = {b.w, b.w};
-    const Pair wx =
-        ww * bwx + negatedFirst(x) * reversed(bwx) + negatedFirst(y) * byz - zz * reversed(byz);
-    const Pair yz = ww * byz + ayz * bww + azx * bxy - axy * bzx;
+    // Two components at a time. The sums are paired so that the vector part of q * conjugate(q) is
+    // exactly 0 without contraction.
+    const Pair bwx = loadPair(q), byz = loadPair(q + 2), ww = {w, w}, zz = {z, z};
+    const Pair xx = -negatedFirst(x), yy = negatedFirst(y);
+    const Pair wx = (ww * bwx + yy * byz) + reversed(xx * bwx - zz * byz);
+    const Pair yz = (ww * byz - yy * bwx) + reversed(xx * byz + zz * bwx);
     return {wx[0], wx[1], yz[0], yz[1]};
 #endif
 }
@@ -209,30 +205,22 @@ inline TunitQuaternion Tquaternion::normalize() const {
 inline void Tquaternion::convertToMatrix(T4dDblMatrix& m) const {
     using namespace kelvo::geometry;
 #ifdef __AVX__
-    // Everything is in its place before k is there: a division takes as long as all the rest.
-    // Squares from one product: their sum is a shorter chain than one of fused products.
+    // With the columns of signed components that each two rows share:
+    //   row 0 = y (-y, x, -w) + z (-z, w, x)      row 1 = z (-w, -z, y) - x (-y, x, -w)
+    //   row 2 = -x (-z, w, x) - y (-w, -z, y)     all times k, with 1 added on the diagonal.
     typedef Quad::Lanes Lanes;
-    const Lanes wxyz = load(array()).v, ww = {w, w, w, w}, squares = wxyz * wxyz;
-    const double k = 2.0 / (squares[0] + squares[1] + squares[2] + squares[3]);
-    const Lanes xyz = __builtin_shufflevector(wxyz, wxyz, 1, 2, 3, 0);
-    const Lanes yzx = __builtin_shufflevector(wxyz, wxyz, 2, 3, 1, 0);
-    const Lanes zxy = __builtin_shufflevector(wxyz, wxyz, 3, 1, 2, 0);
-    const Lanes product = zxy * xyz, turn = ww * yzx;
-    // Elements (0,0) (1,1) (2,2) 0 but for k and 1; (2,0) (0,1) (1,2); (1,0) (2,1) (0,2).
-    const Lanes diagonal = withoutLast(-(yzx * yzx) - zxy * zxy),
-                kk = withoutLast(Lanes{k, k, k, k});
-    const Lanes plus = product + turn, difference = product - turn;
-    const Lanes minus = __builtin_shufflevector(difference, difference, 1, 2, 0, 3);
-    const Lanes d0 = __builtin_shufflevector(diagonal, plus, 0, 5, 2, 3);
-    const Lanes d1 = __builtin_shufflevector(diagonal, plus, 0, 1, 6, 3);
-    const Lanes d2 = __builtin_shufflevector(diagonal, plus, 4, 1, 2, 3);
-    const Lanes r0 = __builtin_shufflevector(d0, minus, 0, 1, 6, 3) * kk;
-    const Lanes r1 = __builtin_shufflevector(d1, minus, 4, 1, 2, 3) * kk;
-    const Lanes r2 = __builtin_shufflevector(d2, minus, 0, 5, 2, 3) * kk;
+    const Lanes q = load(array()).v, squares = q * q;
+    const Lanes pairs = squares + __builtin_shufflevector(squares, squares, 1, 0, 3, 2);
+    const Lanes k =
+        Lanes{2.0, 2.0, 2.0, 2.0} / (pairs + __builtin_shufflevector(pairs, pairs, 2, 3, 0, 1));
+    const Lanes yxw = withSigns(__builtin_shufflevector(q, q, 2, 1, 0, 3), -0.0, 0.0, -0.0, 0.0);
+    const Lanes zwx = withSigns(__builtin_shufflevector(q, q, 3, 0, 1, 2), -0.0, 0.0, 0.0, 0.0);
+    const Lanes wzy = withSigns(__builtin_shufflevector(q, q, 0, 3, 2, 1), -0.0, -0.0, 0.0, 0.0);
+    const Lanes r0 = y * yxw + z * zwx, r1 = z * wzy - x * yxw, r2 = -(x * zwx) - y * wzy;
     // Adding -0.0 changes nothing, whatever the sign of a zero.
-    store(m[0], {Lanes{1.0, -0.0, -0.0, 0.0} + r0});
-    store(m[1], {Lanes{-0.0, 1.0, -0.0, 0.0} + r1});
-    store(m[2], {Lanes{-0.0, -0.0, 1.0, 0.0} + r2});
+    store(m[0], {withoutLast(Lanes{1.0, -0.0, -0.0, 0.0} + r0 * k)});
+    store(m[1], {withoutLast(Lanes{-0.0, 1.0, -0.0, 0.0} + r1 * k)});
+    store(m[2], {withoutLast(Lanes{-0.0, -0.0, 1.0, 0.0} + r2 * k)});
     store(m[3], {Lanes{0.0, 0.0, 0.0, 1.0}});
 #else
     const double k = 2.0 / (w * w + x * x + y * y + z * z);
@@ -308,14 +296,18 @@ inline TunitQuaternion slerp(const TunitQuaternion& a, const TunitQuaternion& b,
     using namespace kelvo::geometry;
     // At this distance of the cosine from -1 or 1 the ends count as opposite or equal.
     constexpr double limit = 1e-5;
-    const double c = a.w * b.w + a.x * b.x + a.y * b.y + a.z * b.z;
-    if (!(1.0 + c > limit)) return TunitQuaternion::betweenOpposites(a, b, t);
-    Pair k = {1.0 - t, t};
+    const double c = (a.w * b.w + a.x * b.x) + (a.y * b.y + a.z * b.z);
+    TunitQuaternion r;
+    if (!(1.0 + c > limit)) {
+        r.setBetweenOpposites(a, b, t);
+        return r;
+    }
+    double ka = 1.0 - t, kb = t;
     if (1.0 - c > limit) {
         const double omega = std::acos(c), s = std::sin(omega);
-        k = Pair{std::sin((1.0 - t) * omega), std::sin(t * omega)} / Pair{s, s};
+        ka = std::sin(ka * omega) / s;
+        kb = std::sin(kb * omega) / s;
     }
-    TunitQuaternion r;
-    store(reinterpret_cast<double*>(&r), k[0] * load(a.array()) + k[1] * load(b.array()));
+    store(reinterpret_cast<double*>(&r), ka * load(a.array()) + kb * load(b.array()));
     return r;
 }
