@@ -124,12 +124,19 @@ int factorSmall(double* a, std::ptrdiff_t lda, int n, double* work) {
     return factorPlain(a, lda, n, work, nullptr, {0, 0}, AddFew());
 }
 
+// Up to this order the narrow kernel with pivoting is the quicker one.
+constexpr int kNarrow = 250;
+
+const PivotedCholeskyTable& pivotedTableFor(int p) {
+    return (p <= kNarrow ? narrowTables() : levelTables()).pivotedCholesky;
+}
+
 }  // namespace
 
 std::size_t dchdcScratch(int p, int job) {
     if (isSmall(p, job)) return 0;
     const auto n = static_cast<std::size_t>(p);
-    return job != 0 ? levelTables().pivotedCholesky.work(n) : levelTables().cholesky.work(n);
+    return job != 0 ? pivotedTableFor(p).work(n) : levelTables().cholesky.work(n);
 }
 
 int dchdc(double* a, std::ptrdiff_t lda, int p, double* work, int* jpvt, int job, double* scratch) {
@@ -140,9 +147,8 @@ int dchdc(double* a, std::ptrdiff_t lda, int p, double* work, int* jpvt, int job
     if (scratch == nullptr) return factorPlain(a, lda, p, work, jpvt, free, AddMany());
     const auto n = static_cast<std::size_t>(p), step = static_cast<std::size_t>(lda);
     if (job == 0) return levelTables().cholesky.factor(a, step, n, scratch);
-    return levelTables().pivotedCholesky.factor(a, step, n, jpvt,
-                                                static_cast<std::size_t>(free.begin),
-                                                static_cast<std::size_t>(free.end), scratch);
+    return pivotedTableFor(p).factor(a, step, n, jpvt, static_cast<std::size_t>(free.begin),
+                                     static_cast<std::size_t>(free.end), scratch);
 }
 
 void dposl(const double* r, std::ptrdiff_t ldr, int n, double* b) {

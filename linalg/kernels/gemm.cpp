@@ -11,6 +11,9 @@ constexpr std::size_t kBlockRows = 96;
 constexpr std::size_t kBlockCols = 512;
 // Operands of up to this many elements are read where they stand: packing costs more than it gains.
 constexpr std::size_t kSmallOperand = 128 * 128;
+// Up to these numbers of rows the narrow kernels are the quicker ones.
+constexpr std::size_t kNarrow = 16;
+constexpr std::size_t kNarrowTransposed = 200;
 
 std::size_t least(std::size_t a, std::size_t b) {
     return a < b ? a : b;
@@ -144,7 +147,7 @@ void gemm(Form formA, Form formB, std::size_t m, std::size_t n, std::size_t k, c
 
 void gemv(std::size_t m, std::size_t n, const double* a, std::size_t lda, const double* x,
           double* y) {
-    const GemmTable& t = levelTables().gemm;
+    const GemmTable& t = (m <= kNarrow ? narrowTables() : levelTables()).gemm;
     if (m > 2 * t.tileRows) {
         for (std::size_t i = 0; i < m; ++i) y[i] = 0.0;
         return t.gemv(m, n, a, lda, x, y);
@@ -156,7 +159,8 @@ void gemv(std::size_t m, std::size_t n, const double* a, std::size_t lda, const 
 void gemvTransposed(std::size_t m, std::size_t n, const double* a, std::size_t lda, const double* x,
                     double* y) {
     for (std::size_t j = 0; j < n; ++j) y[j] = 0.0;
-    levelTables().gemm.gemvTransposed(m, n, a, lda, x, y);
+    const LevelTables& t = m <= kNarrowTransposed ? narrowTables() : levelTables();
+    t.gemm.gemvTransposed(m, n, a, lda, x, y);
 }
 
 void transpose(std::size_t m, std::size_t n, const double* a, std::size_t lda, double* b,

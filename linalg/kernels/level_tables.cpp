@@ -41,4 +41,11 @@ const LevelTables& levelTables() {
     }
 }
 
+const LevelTables& narrowTables() {
+#if defined(__x86_64__)
+    if (activeLevel() == Level::kV4) return kV3Tables;
+#endif
+    return levelTables();
+}
+
 }  // namespace kelvo::kernels

@@ -21,4 +21,8 @@ struct LevelTables {
 /// Those of the level in use.
 const LevelTables& levelTables();
 
+/// Those of v3 when the level in use is v4: columns of a hundred elements seldom fill registers of
+/// eight, and their remainders cost more than the whole registers gain.
+const LevelTables& narrowTables();
+
 }  // namespace kelvo::kernels

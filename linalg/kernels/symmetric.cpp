@@ -146,17 +146,24 @@ int factorSmall(double* ap, int n, int* kpvt) {
     return factorPlain(ap, n, kpvt, AddFew());
 }
 
+// Up to this order the narrow kernel is the quicker one.
+constexpr int kNarrow = 160;
+
+const SymmetricTable& tableFor(int n) {
+    return (n <= kNarrow ? narrowTables() : levelTables()).symmetric;
+}
+
 }  // namespace
 
 std::size_t dspfaWork(int n) {
-    return n < kSmallest ? 0 : levelTables().symmetric.work(static_cast<std::size_t>(n));
+    return n < kSmallest ? 0 : tableFor(n).work(static_cast<std::size_t>(n));
 }
 
 int dspfa(double* ap, int n, int* kpvt, double* work) {
     if (n <= kSmallOrder)
         return withSmallOrder(n, [=](auto m) { return factorSmall(ap, m, kpvt); });
     if (work == nullptr || n < kSmallest) return factorPlain(ap, n, kpvt, AddMany());
-    return levelTables().symmetric.factor(ap, static_cast<std::size_t>(n), kpvt, work);
+    return tableFor(n).factor(ap, static_cast<std::size_t>(n), kpvt, work);
 }
 
 }  // namespace kelvo::kernels
