@@ -21,7 +21,7 @@ using reference::Mat;
 using Numbers = std::vector<double>;
 using Places = std::vector<int>;
 
-constexpr int kOrders[] = {0, 1, 2, 3, 4, 5, 7, 10, 12, 13, 16, 24, 31, 50, 65, 130, 200};
+constexpr int kOrders[] = {0, 1, 2, 3, 4, 5, 7, 10, 12, 13, 16, 24, 31, 50, 65, 130, 261};
 constexpr Layout kLayouts[] = {{0, 0}, {3, 1}, {8, 5}};
 
 Mat matOf(Cells& m) {
