@@ -3,11 +3,13 @@
 #include <sched.h>
 #include <sys/mount.h>
 
+#include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <set>
+#include <thread>
 
 namespace kelvo::test {
 namespace {
@@ -35,9 +37,14 @@ TemporaryDirectory::TemporaryDirectory()
     if (mkdtemp(path_.data()) == nullptr) std::abort();
 }
 
+// A server that a test left behind may write its last file meanwhile.
 TemporaryDirectory::~TemporaryDirectory() {
-    std::error_code ignored;
-    fs::remove_all(path_, ignored);
+    std::error_code error;
+    for (int attempt = 0; attempt < 100; ++attempt) {
+        fs::remove_all(path_, error);
+        if (!error) return;
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
 }
 
 std::string TemporaryDirectory::list(const std::string& below) const {
