@@ -109,6 +109,7 @@ class KELVO_API TunitQuaternion : public Tquaternion {
     /// The Hamilton product (this) * b, not renormalised: as rotations, b acts first.
     TunitQuaternion operator*(const TunitQuaternion& b) const;
     Tquaternion operator*(const Tquaternion& b) const { return Tquaternion::operator*(b); }
+    using Tquaternion::operator-;  // the difference, too
     TunitQuaternion operator-() const;
     TunitQuaternion& negateIt();
     /// As Tquaternion::setToPivotAxis.

@@ -141,6 +141,7 @@ TEST(Quaternions, UnitInverseIsTheConjugate) {
     EXPECT_TRUE(TunitQuaternion(u).invertIt() == u.inverse());
     EXPECT_TRUE(TunitQuaternion(u).conjugateIt() == u.inverse());
     EXPECT_TRUE(u * u == Tquaternion(-5, 12, 0, 0));
+    EXPECT_TRUE(u + u == 2.0 * u && u - 2.0 * u == -u);  // as for any quaternion
     EXPECT_TRUE(TunitQuaternion(u).negateIt() == -u);
     EXPECT_NEAR(2 / std::sqrt(13.0), u.renormalizeIt().w, 1e-15);
 }
