@@ -48,7 +48,7 @@ INPUT  FILE.patches        Bezier patches: sampled, fitted again, compared with 
       --version        the version
 
 Where the results are put; the figures stay in units of the input:
-      --rotate AX AY AZ  turn by degrees about the x, the y, then the z axis
+      --rotate AX AY AZ  turn by degrees, -360 to 360, about the x, the y, then the z axis
       --scale K          scale by 0.0001 to 10000
       --pivot X Y Z      the place that stays while they turn and scale (default: 0 0 0)
       --move X Y Z       then move
@@ -174,7 +174,7 @@ void apply(int code, const char* text, Options& options, Given& given) {
     constexpr auto kAny = std::numeric_limits<std::uint64_t>::max();
     switch (code) {
         case 'o':
-            options.out = text;
+            options.out = directory("--out", text);
             break;
         case 't':
             options.tolerance = real("--tolerance", text, false);
@@ -243,14 +243,14 @@ void apply(int code, const char* text, Options& options, Given& given) {
     }
 }
 
-/// `texts` points at the first value, and `left` says how many words there are from it on.
-void applyTriple(int code, char** texts, int left, Placement& placement) {
+/// `others` points behind the first value, and `left` says how many words there are from there on.
+void applyTriple(int code, const char* first, char** others, int left, Placement& placement) {
     const char* option = code == kRotate ? "--rotate" : code == kMove ? "--move" : "--pivot";
     const double most = code == kRotate ? 360 : kMost;
-    if (left < 3) throw Failure(std::string(option) + " needs three values");
-    const double x = between(option, texts[0], -most, most);
-    const double y = between(option, texts[1], -most, most);
-    const double z = between(option, texts[2], -most, most);
+    if (left < 2) throw Failure(std::string(option) + " needs three values");
+    const double x = between(option, first, -most, most);
+    const double y = between(option, others[0], -most, most);
+    const double z = between(option, others[1], -most, most);
     (code == kRotate ? placement.rotate
      : code == kMove ? placement.move
                      : placement.pivot) = {x, y, z};
@@ -300,7 +300,7 @@ Options parseOptions(int argc, char** argv) {
             throw Failure("unknown option " + unknownOption(argv) + "; see kelvofit --help");
         if (code >= kRotate) {
             // getopt has taken the first value; it goes on behind the third.
-            applyTriple(code, argv + optind - 1, argc - optind + 1, options.placement);
+            applyTriple(code, optarg, argv + optind, argc - optind, options.placement);
             optind += 2;
             continue;
         }
@@ -309,6 +309,7 @@ Options parseOptions(int argc, char** argv) {
     if (optind == argc) throw Failure("no input given; see kelvofit --help");
     if (optind + 1 < argc) throw Failure("more than one input given: " + quoted(argv[optind + 1]));
     options.input = argv[optind];
+    if (options.input.empty()) throw Failure("no input given; see kelvofit --help");
     check(options, given);
     if (options.out.empty())
         options.out = std::filesystem::path(options.input).stem().string() + "-fit";

@@ -119,11 +119,23 @@ std::vector<Vec3> readVertices(TextFile& file, const Element& element, const int
     return points;
 }
 
+/// What stands behind the vertices is not used, but lines beyond all elements mean that some count is
+/// wrong, and the points may not be all.
+void checkRest(TextFile& file, const std::vector<Element>& elements, std::size_t next) {
+    std::size_t rows = 0;
+    for (; next < elements.size(); ++next)
+        if (!elements[next].properties.empty()) rows += elements[next].count;
+    while (file.nextLine())
+        if (!file.words().empty() && rows-- == 0)
+            file.failLine("the header announces fewer lines than there are");
+}
+
 }  // namespace
 
 std::vector<Vec3> readPly(TextFile& file) {
     const std::vector<Element> elements = readHeader(file);
-    for (const Element& element : elements) {
+    for (std::size_t k = 0; k < elements.size(); ++k) {
+        const Element& element = elements[k];
         if (element.name != "vertex") {
             if (element.properties.empty()) continue;  // takes no lines
             for (std::size_t row = 0; row < element.count; ++row) nextRow(file, element, row);
@@ -131,7 +143,9 @@ std::vector<Vec3> readPly(TextFile& file) {
         }
         const int at[3] = {element.find("x"), element.find("y"), element.find("z")};
         if (at[0] < 0 || at[1] < 0 || at[2] < 0) file.failFile("its vertices have no x, y and z");
-        return readVertices(file, element, at);
+        std::vector<Vec3> points = readVertices(file, element, at);
+        checkRest(file, elements, k + 1);
+        return points;
     }
     file.failFile("has no elements \"vertex\"");
 }

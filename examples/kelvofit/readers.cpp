@@ -17,7 +17,7 @@ void expectWords(const TextFile& file, std::size_t least, std::size_t most, cons
     if (words.size() > most) file.fail(words[most], "more values than " + std::string(what));
     if (words.size() < least)
         file.failLine("expected " + std::string(what) + ", found only " +
-                      std::to_string(words.size()) + " words");
+                      std::to_string(words.size()) + (words.size() == 1 ? " word" : " words"));
 }
 
 }  // namespace
