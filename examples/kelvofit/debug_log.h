@@ -1,6 +1,7 @@
 // The log of --debug: what a run does, step by step, through the library's debug text.
 #pragma once
 
+#include <cstdio>
 #include <initializer_list>
 #include <string>
 
@@ -16,6 +17,7 @@ class DebugLog {
     /// Starts `options.debug` anew; "-" is standard error. Throws Failure when it cannot be written
     /// or is one of the files that are read (empty: none).
     DebugLog(const Options& options, std::initializer_list<std::string> inputs);
+    /// Says so on stderr when not all has arrived.
     ~DebugLog();
     DebugLog(const DebugLog&) = delete;
     DebugLog& operator=(const DebugLog&) = delete;
@@ -33,7 +35,8 @@ class DebugLog {
     void edits(const EditResult& edits) const;
 
   private:
-    bool on_;
+    const std::string& name_;    // of the options; empty: no log
+    std::FILE* file_ = nullptr;  // owned; null: none, or standard error
 };
 
 }  // namespace kelvo::fit

@@ -86,6 +86,13 @@ TEST(KelvofitLog, TellsEveryStepAndHowTheRunEnded) {
     EXPECT_FALSE(bench.exists("new"));
 }
 
+TEST(KelvofitLog, AFullDiskIsNamed) {
+    const Bench bench;
+    const Outcome outcome = bench.run({"-q", "--debug", "/dev/full", "-o", "out", kHills});
+    EXPECT_EQ(0, outcome.code);
+    EXPECT_EQ("kelvofit: --debug: /dev/full: could not be written in whole\n", outcome.err);
+}
+
 TEST(KelvofitLog, GoesNowhereItShouldNot) {
     const Bench bench;
     bench.write("a.patches", "mine");
