@@ -13,6 +13,7 @@ namespace fs = std::filesystem;
 ResultFiles::~ResultFiles() {
     std::error_code ignored;
     for (const Pending& file : pending_) fs::remove(file.temporary, ignored);
+    forgetUnfinished();
 }
 
 void ResultFiles::add(const std::string& path, const std::string& content) {
@@ -20,6 +21,7 @@ void ResultFiles::add(const std::string& path, const std::string& content) {
 }
 
 void ResultFiles::commit() {
+    const SignalsHeld held;  // all of them or none
     std::set<std::string> directories;
     for (const Pending& file : pending_) {
         std::error_code error;
@@ -30,6 +32,7 @@ void ResultFiles::commit() {
     std::error_code ignored;
     for (const std::string& path : dropped_) fs::remove(path, ignored);
     pending_.clear();
+    forgetUnfinished();
     for (const std::string& directory : directories) flushDirectory(directory);
 }
 
@@ -44,7 +47,7 @@ void MadeDirectories::make(const std::string& dir) {
     fs::path at;
     for (const fs::path& part : fs::path(dir)) {
         at /= part;
-        const bool made = fs::create_directory(at, error);
+        const bool made = makeUnfinishedDirectory(at.string(), error);
         if (error) failAt({at.string()}, "cannot be made: " + error.message());
         if (made) made_.push_back(at.string());
     }

@@ -32,6 +32,8 @@ constexpr std::chrono::seconds kLongestRun(120);
     const int outFile = open(out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
     const int errFile = open(err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
     if (chdir(dir.c_str()) != 0 || dup2(outFile, 1) < 0 || dup2(errFile, 2) < 0) _exit(126);
+    if (!conditions.leftover.empty())
+        close(creat((conditions.leftover + std::to_string(getpid())).c_str(), 0600));
     if (conditions.largestFile > 0) {
         signal(SIGXFSZ, SIG_IGN);  // the write fails instead
         const auto most = static_cast<rlim_t>(conditions.largestFile);
@@ -40,6 +42,13 @@ constexpr std::chrono::seconds kLongestRun(120);
     }
     execv(KELVOFIT_PROGRAM, argv.data());
     _exit(127);
+}
+
+bool hasTemporary(const std::string& dir) {
+    std::error_code gone;  // while we look
+    for (fs::recursive_directory_iterator at(dir, gone), end; at != end; at.increment(gone))
+        if (at->path().string().find(".tmp") != std::string::npos) return true;
+    return false;
 }
 
 }  // namespace
@@ -89,6 +98,12 @@ Outcome Bench::run(const Names& arguments, const Conditions& conditions) const {
     while (waitpid(child, &status, WNOHANG) == 0) {
         if (conditions.interrupt && !interrupted && fs::exists(err) && fs::file_size(err) > 0) {
             kill(child, SIGINT);
+            interrupted = true;
+        }
+        if (conditions.endWhileWriting != 0 && !interrupted && hasTemporary(directory())) {
+            if (conditions.endWhileWriting == SIGINT) kill(child, SIGINT);
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+            kill(child, conditions.endWhileWriting);
             interrupted = true;
         }
         if (std::chrono::steady_clock::now() > end) kill(child, SIGKILL);

@@ -21,9 +21,11 @@ struct Outcome {
 
 /// What else happens to a run.
 struct Conditions {
-    bool interrupt = false;  // Ctrl-C as soon as it has said something on stderr
-    long largestFile = 0;    // bytes; writing more fails. 0: no limit
-    bool cache = false;      // else with --no-cache
+    bool interrupt = false;     // Ctrl-C as soon as it has said something on stderr
+    int endWhileWriting = 0;    // this signal, SIGINT twice, once there is a temporary file
+    std::string leftover = {};  // made before, with the number of the process behind it
+    long largestFile = 0;       // bytes; writing more fails. 0: no limit
+    bool cache = false;         // else with --no-cache
 };
 
 class Bench {

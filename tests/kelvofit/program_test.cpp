@@ -1,5 +1,7 @@
 // What could break here: bad input that is accepted, or refused at the wrong place or after files
 // were written; formats that read differently; failures and interrupts that leave a mess.
+#include <signal.h>
+
 #include <gtest/gtest.h>
 
 #include "program.h"
@@ -82,6 +84,11 @@ TEST(KelvofitInput, FaultsAreNamedWithTheirPlaceAndNothingIsWritten) {
          "ply\nformat ascii 1.0\nelement vertex 1\nproperty float x\nproperty float y\n"
          "property float z\nend_header\n1 2\n",
          "a.ply:8:1: the vertex has only 2 of its 3 values"},
+        {"a.ply",
+         "ply\nformat ascii 1.0\nelement vertex 1\nproperty float x\nproperty float y\n"
+         "property float z\nelement face 1\nproperty list int int i\nend_header\n1 2 3\n1 0\n\n4 5 "
+         "6\n",
+         "a.ply:13:1: the header announces fewer lines than there are"},
         {"a.dat", "1 2 3\n", "a.dat: unknown kind of file"},
     };
     for (const auto& row : kRows) {
@@ -177,6 +184,8 @@ TEST(KelvofitCommandLine, SenselessOnesAreRefused) {
         const char* says;
     } kRows[] = {
         {{}, "no input given"},
+        {{""}, "no input given"},
+        {{"-o", "", "a.xyz"}, "--out: no directory given"},
         {{"a.xyz", "b.xyz"}, "more than one input given: 'b.xyz'"},
         {{"--frobnicate", "a.xyz"}, "unknown option --frobnicate"},
         {{"-z", "a.xyz"}, "unknown option -z"},
@@ -201,6 +210,7 @@ TEST(KelvofitCommandLine, SenselessOnesAreRefused) {
         {{"--scale", "0", "a.xyz"}, "--scale: '0' is not a number from 0.0001 to 10000"},
         {{"--scale", "-1", "a.xyz"}, "--scale: '-1' is not a number from 0.0001 to 10000"},
         {{"--rotate", "1", "2", "a.xyz"}, "--rotate: 'a.xyz' is not a number from -360 to 360"},
+        {{"--rotate=1", "2", "361", "a.xyz"}, "--rotate: '361' is not a number from -360"},
         {{"--rotate", "0", "361", "0", "a.xyz"}, "--rotate: '361' is not a number from -360"},
         {{"a.xyz", "--move", "1", "2"}, "--move needs three values"},
         {{"a.xyz", "--pivot"}, "--pivot needs a value"},
@@ -243,6 +253,24 @@ TEST(KelvofitOutput, AFullDiskLeavesOldResultsAsTheyWere) {
     for (const char* dir : {"new/dir", "out"})
         bench.expectRefused({"-q", "--noise", "0.1", "-o", dir, "a.xyz"},
                             "cannot be written: File too large", tight);
+}
+
+TEST(KelvofitOutput, ARunThatIsEndedLeavesNothing) {
+    for (const int signal : {SIGTERM, SIGHUP, SIGPIPE, SIGINT}) {
+        SCOPED_TRACE(signal);
+        const Bench bench;
+        const Names arguments = {"-q", "--turntable", "400", "-o", "new/dir", kTeapot};
+        EXPECT_EQ(-1, bench.run(arguments, {.endWhileWriting = signal}).code);
+        EXPECT_EQ(Names{}, bench.list());
+    }
+}
+
+TEST(KelvofitOutput, WhatAKilledRunHasLeftIsNotInTheWay) {
+    const Bench bench;
+    bench.write("a.xyz", kGood);
+    bench.fit("out", {"a.xyz"});
+    EXPECT_EQ(0, bench.run({"-q", "-o", "out", "a.xyz"}, {.leftover = "out/net.obj.tmp"}).code);
+    EXPECT_EQ(5U, bench.list("out").size());
 }
 
 TEST(KelvofitOutput, ResultsGoBesideOtherFilesAndIntoNewDirectories) {
