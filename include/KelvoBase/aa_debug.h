@@ -13,8 +13,10 @@ extern "C" {
 
 // --- Printing ------------------------------------------------------------------------------------
 
-/// Prints like printf to the current destination. Number of characters written, negative on error.
-/// A named file that cannot be opened swallows the text: 0.
+/// Prints like printf to the current destination. The result is that of printf: the number of
+/// characters, negative when the text cannot be formatted. That the destination does not take them (a
+/// full disk, say) need not show; a stream of the caller can be asked by ferror. A named file that
+/// cannot be opened swallows the text: 0.
 #if defined(__GNUC__)
 __attribute__((__format__(__printf__, 1, 2)))
 #endif

@@ -2,7 +2,9 @@
 //   1. Sizes are bytes of 32 bits. Figures of the system wrap above 4 GiB; zo_os_system.h of
 //      libBase has whole ones.
 //   2. A block is backed by memory and swap ("paging") or by a scratch file in the scratch
-//      directory: $TMPDIR, or c:\Temp when that is not set, asked anew at every call.
+//      directory: $TMPDIR, or c:\Temp when that is not set, asked anew at every call. Blocks in
+//      scratch files are refused wherever the file system answers, that is, practically always
+//      (Ma_findMmapMemory): ask for paging ones, and use moveable_memory.h for data in files.
 //   3. A block carries a header of 16 bytes before its first byte; the caller never touches it.
 //   4. Nothing is printed. Blocks belong to the caller until Ma_freeMmapMemory. All functions may
 //      be called from any thread.
@@ -31,8 +33,8 @@ KELVO_API unsigned Ma_findAvailableMemory(void);
 KELVO_API unsigned Ma_findVirtualMemory(void);
 /// Available virtual memory less a reserve of 5 MiB; 0 when no more than that is available.
 KELVO_API unsigned Ma_findFreeVirtualMemory(void);
-/// Scratch space for file-backed blocks: 0 on a file system that answers. Where it does not, what
-/// is known to be free, less 5 MiB.
+/// Scratch space for file-backed blocks: 0, for none, on a file system that answers. Where it does
+/// not, what is known to be free, less 5 MiB.
 KELVO_API unsigned Ma_findMmapMemory(void);
 
 /// Limits of the process, each stored unless its pointer is null. The first five are 0 (not known);
@@ -45,7 +47,7 @@ KELVO_API void Ma_get_process_data_limits(unsigned* first, unsigned* second, uns
 // ---- Blocks
 
 /// 1 when a block of `size` bytes can be had and `reserve` bytes remain, else 0. `paging` is 0 for
-/// a block in a scratch file. Sums are of 32 bits and wrap.
+/// a block in a scratch file (see 2. above), not 0 for one in memory. Sums are of 32 bits and wrap.
 KELVO_API int Ma_checkMmapMemory(unsigned size, unsigned reserve, int paging);
 
 /// A zeroed block of at least `size` bytes, 16 bytes behind the start of a page. Null when

@@ -6,7 +6,8 @@
 //   2. TgenXformMatrix: every operation goes in front of what is there, so that the newest one acts
 //      first on a point: m.translate(...); m.scale(...) scales, then translates.
 //   3. TxformMatrix: "=" sets a component, "+=" adds to it. The stored matrix is the one last
-//      assigned and does not follow; inverse() and translation() work from the components.
+//      assigned and does not follow; inverse() and translation() work from the components, and the
+//      composed matrix is inverse().inverse().
 //   4. Nothing here fails; degenerate input gives what the arithmetic gives.
 #pragma once
 
@@ -91,7 +92,8 @@ struct XformLayout;
 /// A transform as components with pivots: T(D) * S * T(B + C) * R * T(A + t), that is, move the
 /// scale pivot to the origin (D), scale, move back and on to the rotate pivot (C, B), rotate, move
 /// back (A) and translate (t). A pivot can be moved without moving what is transformed: A and C
-/// take up the difference. The matrix it derives from is the one last assigned.
+/// take up the difference. The matrix it derives from is the one last assigned: to apply the composed
+/// transform use `x.inverse().inverse()`, not x itself.
 class KELVO_API TxformMatrix : public T4dDblMatrix {
   public:
     /// The identity: no translation, no rotation, scale 1, both pivots at the origin.
