@@ -52,7 +52,8 @@ class KELVO_API FileCache {
     /// the command for it is printed on stdout, and initialize() waits until somebody has run it.
     zoUtil::Error initialize(const zoString::CString& directory, int arg1, int64 arg2);
 
-    /// A path in the cache directory that nobody else uses. The file is not made.
+    /// A path in the cache directory that nobody else uses; before initialize() a name without any
+    /// directory. The file is not made.
     zoString::CString generatePath();
 
     /// The item of `key`, which is asked of the server unless it is held already. Null when there
