@@ -1,5 +1,7 @@
 #include "Base/zo_rtb.h"
 
+#include <exception>
+
 namespace zoRTB {
 namespace {
 
@@ -139,11 +141,17 @@ void SignalBase::addCallback(FunctionBase* callback, SignalBase& owner) {
 
 // The signal may be gone after any call; from there on only the walk knows what is left.
 void SignalBase::emitToSeveral(void* argument) {
+    std::exception_ptr thrown;
     for (Walk walk(*callbacks_, *callbacks_->previous_); walk.next;) {
         FunctionBase& now = *walk.next;
         walk.next = &now == walk.last ? nullptr : now.next_;
-        now.invoke(argument);
+        try {
+            now.invoke(argument);
+        } catch (...) {
+            if (!thrown) thrown = std::current_exception();
+        }
     }
+    if (thrown) std::rethrow_exception(thrown);
 }
 
 int SignalBase::numCallbacks() const noexcept {

@@ -10,10 +10,13 @@ namespace kelvo::zo_undo {
 
 void commitAndDelete(Command* command) noexcept {
     const std::unique_ptr<Command> last(command);
-    try {
-        command->commit();
-    } catch (...) {  // the command goes either way
-    }
+    dropping([&] { command->commit(); });
+}
+
+// Listeners may have made groups when they heard that the last ones left.
+History::~History() {
+    for (Group* g : groups_) g->history_ = nullptr;
+    for (Group* g : groups_) delete g;
 }
 
 // ---- Groups
@@ -61,11 +64,8 @@ void History::forget(Group& group) {
     if (group.count_ > 0) loseMark();
     Groups taken;
     take({index, index + 1}, taken);
-    try {
-        manager_.groupDestroyed_.emitValue(&group);
-        changed();
-    } catch (...) {  // the group goes either way, and its destructor can pass nothing on
-    }
+    dropping([&] { manager_.groupDestroyed_.emitValue(&group); });
+    dropping([&] { changed(); });
 }
 
 void History::take(Range range, Groups& taken) {
@@ -88,18 +88,21 @@ void History::end(Dropped& dropped) {
     if (dropped.final.empty() && dropped.undone.empty() && dropped.commands.empty())
         return changed();
     std::exception_ptr thrown;  // by a listener: what has left ends all the same, and is announced
+    const auto tell = [&](auto emission) {
+        try {
+            emission();
+        } catch (...) {
+            if (!thrown) thrown = std::current_exception();
+        }
+    };
     for (const Groups* groups : {&dropped.final, &dropped.undone})
-        for (Group* g : *groups) try {
-                manager_.groupDestroyed_.emitValue(g);
-            } catch (...) {
-                thrown = std::current_exception();
-            }
+        for (Group* g : *groups) tell([&] { manager_.groupDestroyed_.emitValue(g); });
     for (Command* c : inOrder(dropped.final))
         if (c->phase_ == Phase::kDone) commitAndDelete(c);
     for (Group* g : dropped.final) delete g;
     for (Group* g : dropped.undone) delete g;
     dropped.commands.clear();
-    changed();
+    tell([&] { changed(); });
     if (thrown) std::rethrow_exception(thrown);
 }
 

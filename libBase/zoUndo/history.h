@@ -18,6 +18,15 @@ enum class Phase : std::uint8_t { kNew, kDone, kUndone };
 /// commit() for a command that nobody can undo, then its end.
 void commitAndDelete(zoUndo::Command* command) noexcept;
 
+/// Calls `step` and drops what it throws: where nothing can be passed on, or something is on its way.
+template <class Step>
+void dropping(Step step) noexcept {
+    try {
+        step();
+    } catch (...) {
+    }
+}
+
 /// Groups in a row. Taking them off at the front is as cheap as at the back.
 class Row {
   public:
@@ -66,6 +75,9 @@ class History {
     };
 
     explicit History(zoUndo::Manager& manager) : manager_(manager) {}
+    ~History();
+    History(const History&) = delete;
+    History& operator=(const History&) = delete;
 
     // Groups
     zoUndo::Group* insert(zoUndo::Group* group);

@@ -20,10 +20,7 @@ Manager::Manager() : history_(std::make_unique<kelvo::zo_undo::History>(*this)) 
 
 Manager::~Manager() {
     if (g_installed == this) g_installed = nullptr;
-    try {
-        history_->clear();
-    } catch (...) {  // of a listener, and all groups have gone
-    }
+    kelvo::zo_undo::dropping([&] { history_->clear(); });
 }
 
 Group* Manager::newGroup(Word first, Word second) {

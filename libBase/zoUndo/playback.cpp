@@ -37,14 +37,12 @@ inline bool History::playGroup(Group& group) {
         manager_.creationDisable_.emitValue(true);
         whole = playCommands<undoing>(*group.commands_);
     } catch (...) {
-        stop(undoing);
+        dropping([&] { stop(undoing); });
         throw;
     }
     if (!whole) return stop(undoing);
     undoing ? --done_ : ++done_;
-    playing_ = false;
-    manager_.creationDisable_.emitValue(false);
-    changed();
+    finish(true);
     return true;
 }
 
@@ -76,7 +74,12 @@ bool History::stop(bool undoing) {
 
 void History::finish(bool played) {
     playing_ = false;
-    manager_.creationDisable_.emitValue(false);
+    try {
+        manager_.creationDisable_.emitValue(false);
+    } catch (...) {
+        if (played) dropping([&] { changed(); });
+        throw;
+    }
     if (played) changed();
 }
 
@@ -92,7 +95,7 @@ bool History::playStep(bool undoing) {
         whole = playGroups(step, undoing, played);
     } catch (...) {
         settle(step);
-        finish(played > 0);
+        dropping([&] { finish(played > 0); });
         throw;
     }
     if (whole) {

@@ -131,8 +131,9 @@ TEST(Signal, ThingsGoDuringAnEmission) {
          [&] { order += 'x', emitter->addCallback(new Callback([&] { order += 'n'; })); },
          "axbc|axbcn"},
         {"moves to the end", [&] { order += 'x', emitter->addCallback(x); }, "axbc|abcx"},
-        {"exception", [&] { order += 'x', throw 1; }, "ax|ax"},
-        {"owner, exception", [&] { order += 'x', owner.reset(), throw 1; }, "ax|ac"},
+        {"exception", [&] { order += 'x', throw 1; }, "axbc|axbc"},
+        {"owner, exception", [&] { order += 'x', owner.reset(), throw 1; }, "axc|ac"},
+        {"emitter, exception", [&] { order += 'x', emitter.reset(), throw 1; }, "ax|"},
         {"owner in nested emission",
          [&, late] {
              order += 'x';

@@ -242,8 +242,55 @@ TEST_F(History, WhatHasLeftEndsAlthoughAListenerThrows) {
     delete group("d");
     EXPECT_EQ("D~d", logged());
     group("e");
+    Group* late = nullptr;
+    manager_->changedSignal().addCallback(new zoRTB::FunctionObject([&, manager = manager_.get()] {
+        if (!late) (late = manager->newGroup(0, 0))->add(new Letter(nullptr, 'f', log_));
+    }));
     manager_.reset();
-    EXPECT_EQ("D!e~e", logged());
+    EXPECT_EQ("D!e~e~f", logged());
+}
+
+// One of three listeners throws when recording stops (1), when it goes on (2), or both times (3).
+TEST_F(History, PlaybacksEndWellAlthoughAListenerThrows) {
+    const struct {
+        const char* label;
+        int throws;
+        char failing;
+        const char* undone;
+        const char* next;  // what can be undone then
+    } kRows[] = {{"whole", 2, 0, "</-c-b-a</.", "</-x</."},
+                 {"before", 1, 0, "</</", "</-c-b-a</."},
+                 {"before and after", 3, 0, "</</", "</-c-b-a</."},
+                 {"command refuses", 2, 'b', "</-c</.", "</-b-a</."},
+                 {"command throws", 2, 'B', "</-c</.", "</-b-a</."}};
+    for (const auto& row : kRows)
+        for (const bool joined : {false, true}) {
+            SCOPED_TRACE(testing::Message() << row.label << (joined ? ", two groups" : ""));
+            manager_.reset(zoUndo::newManager());
+            group("x");
+            Group* const outer = group(joined ? "a" : "abc");
+            if (joined) group("b"), record(outer, "c");
+            logged();
+            int calls = 0;
+            const auto add = [&](zoRTB::SignalBase& signal, std::function<void()> body) {
+                signal.addCallback(new zoRTB::FunctionObject(std::move(body)));
+            };
+            add(manager_->creationDisableSignal(), [&] { log_ += '<'; });
+            add(manager_->creationDisableSignal(), [&] {
+                if (++calls <= 2 && (calls & row.throws) != 0) throw 4;
+            });
+            add(manager_->creationDisableSignal(), [&] { log_ += '/'; });
+            add(manager_->changedSignal(), [&] { log_ += '.'; });
+            Letter::failing = row.failing;
+            if (row.failing == 'B')
+                EXPECT_THROW(manager_->undo(), std::runtime_error);
+            else
+                EXPECT_THROW(manager_->undo(), int);
+            EXPECT_EQ(row.undone, logged());
+            Letter::failing = 0;
+            EXPECT_FALSE(manager_->isPlaying());
+            EXPECT_EQ(row.next, undone());
+        }
 }
 
 // Calls everything that changes the history while it is played.

@@ -8,7 +8,8 @@
 //      emission, and a callback that is running is deleted only when it has returned. (Those for
 //      functions and member functions need nothing of their own by then and may go at once.)
 //   4. What travels is the address of one value, or null. Emitter and callbacks agree on its type.
-//   5. An exception of a callback leaves emit(); the callbacks after it are not called.
+//   5. An exception of a callback leaves emit() when the callbacks after it have been called, too; of
+//      several the first one does.
 //   6. One thread.
 #pragma once
 

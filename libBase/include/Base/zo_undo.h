@@ -18,7 +18,10 @@
 //   7. Nothing is recorded while a manager plays: it emits its creation-disable signal with true
 //      before the first command and with false after the last; newGroup answers null, doIt() only
 //      performs, and undo, redo, deleteLastGroup and clear do nothing.
-//   8. One thread. A manager must not be destroyed from inside its own playback or signals, nor its
+//   8. An exception of a listener changes nothing of this: all others are told, notifications that
+//      belong together are all made, and what is to be deleted is. It leaves the call then; but no
+//      destructor, and a command's comes first.
+//   9. One thread. A manager must not be destroyed from inside its own playback or signals, nor its
 //      groups and commands from inside a playback.
 #pragma once
 
@@ -223,8 +226,7 @@ class BASE_API Manager {
     /// Carries a bool: true when recording has to stop for a while, false when it may go on. Calls
     /// come in pairs.
     zoRTB::SignalBase& creationDisableSignal() noexcept;
-    /// Carries a Group*: the group has left the history and is about to be deleted, whatever a
-    /// listener throws. That leaves the call when all is done, but no destructor.
+    /// Carries a Group*: the group has left the history and is about to be deleted.
     zoRTB::SignalBase& groupDestroyedSignal() noexcept;
     /// Carries nothing: what a menu or a title shows may have changed. Once for each call that recorded,
     /// named, played, dropped, or moved the saved mark.
