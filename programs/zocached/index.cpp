@@ -176,15 +176,17 @@ void Index::hold(Holder& holder, Entry& entry) {
     ++entry.holders;
 }
 
-void Index::letGo(const Holder::Held& held) {
+// Whether an entry has ended with that.
+bool Index::letGo(const Holder::Held& held) {
+    bool isAnyOver = false;
     for (Entry* entry : held.entries) {
         if (--entry->holders > 0) continue;
         allHeld_ = false;
-        if (!entry->isListed)
-            drop(*entry);
-        else if (!refresh(*entry))
-            unlist(*entry);
+        if (entry->isListed && refresh(*entry)) continue;
+        isAnyOver = true;
+        entry->isListed ? unlist(*entry) : drop(*entry);
     }
+    return isAnyOver;
 }
 
 const Entry* Index::acquire(Holder& holder, const std::string& key) {
@@ -199,7 +201,10 @@ const Entry* Index::acquire(Holder& holder, const std::string& key) {
     return entry;
 }
 
+// An end that has been answered must not be forgotten if the server is killed: others may write a new
+// file of that name, which is nothing of this key's, or have the file that was removed.
 bool Index::release(Holder& holder, const std::string& key, bool remove) {
+    bool isAnyOver = false;
     const auto place = holder.held_.find(key);
     const bool isHeld = place != holder.held_.end();
     if (isHeld) {
@@ -209,16 +214,12 @@ bool Index::release(Holder& holder, const std::string& key, bool remove) {
     if (isHeld && --place->second.count == 0) {
         const Holder::Held held = std::move(place->second);
         holder.held_.erase(place);
-        letGo(held);
+        isAnyOver = letGo(held);
     }
     Entry* const entry = remove ? find(key) : nullptr;
-    if (entry == nullptr) return isHeld;
-    const std::string name = entry->row.name;
-    unlist(*entry);
-    // A removal that leaves a file there must not be forgotten if the server is killed: others hold
-    // or share it, or what has the name by now is not the entry's.
-    if (directory_.look(name)) flush();
-    return true;
+    if (entry != nullptr) unlist(*entry);
+    if (entry != nullptr || isAnyOver) flush();
+    return isHeld || entry != nullptr;
 }
 
 void Index::setAccessed(const std::string& key) {
@@ -229,7 +230,9 @@ void Index::setAccessed(const std::string& key) {
 }
 
 void Index::endHolder(Holder& holder) {
-    for (const auto& [key, held] : holder.held_) letGo(held);
+    bool isAnyOver = false;
+    for (const auto& [key, held] : holder.held_) isAnyOver |= letGo(held);
+    if (isAnyOver) flush();
     figures_.holds -= holder.count_;
     holder.held_.clear();
     holder.count_ = 0;

@@ -128,7 +128,7 @@ class Index {
     Entry* find(const std::string& key) const;
     void enter(std::unique_ptr<Entry> entry);
     void hold(Holder& holder, Entry& entry);
-    void letGo(const Holder::Held& held);
+    bool letGo(const Holder::Held& held);
     void unlist(Entry& entry);
     void drop(Entry& entry);
     void setFile(Entry& entry, const FileState& file);

@@ -195,6 +195,27 @@ TEST_F(Zocached, LeastRecentlyAccessedGoFirstAndHeldOnesNever) {
     EXPECT_TRUE(fs::exists(*this / "f"));
 }
 
+TEST_F(Zocached, RemovedKeysDoNotComeBackWithTheirNamesAfterAKill) {
+    for (int round = 0; round < 3; ++round) {
+        CacheClient client, other, next;
+        ASSERT_FALSE(client.open(path()));
+        ASSERT_FALSE(other.open(path()));
+        for (const char* key : {"alone", "held", "kept"}) ASSERT_TRUE(client.put(path(), key));
+        ASSERT_TRUE(other.has("held"));
+        for (const char* key : {"alone", "held"}) ASSERT_TRUE(client.release(key, true));
+        ASSERT_TRUE(other.release("held", false));
+        for (const char* name : {"alone", "held"}) writeFile(*this / name, "not added");
+        EXPECT_EQ(client.end(SIGKILL), SIGKILL);
+        ASSERT_FALSE(next.open(path()));
+        EXPECT_TRUE(next.has("kept"));
+        for (const char* key : {"alone", "held"}) {
+            EXPECT_FALSE(next.has(key)) << key;
+            EXPECT_EQ(contentOf(*this / key), "not added");
+        }
+        EXPECT_EQ(next.end(SIGTERM), 0);
+    }
+}
+
 TEST_F(Zocached, FilesThatOthersDeleteAreNotFound) {
     CacheClient client;
     ASSERT_FALSE(client.open(path()));
