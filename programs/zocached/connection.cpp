@@ -15,6 +15,9 @@ namespace {
 
 // To finish a request, to take a reply, to say initialize.
 constexpr auto kMostSeconds = std::chrono::seconds(30);
+// So many requests that came together are served before others get their turn. Clients that wait for
+// each reply have one.
+constexpr int kMostInTurn = 16;
 
 }  // namespace
 
@@ -35,7 +38,13 @@ void Connection::onReady() {
     serve();
 }
 
+bool Connection::awaitInput() {
+    inTurn_ = 0;
+    return channel_.receive(true);
+}
+
 void Connection::takeIn() {
+    inTurn_ = 0;
     if (isOver()) return;
     if (awaitsOutput_)
         reply();
@@ -57,9 +66,11 @@ void Connection::onTick(Clock::time_point now) {
 }
 
 void Connection::prepareReply() {
-    while (!isOver() && !awaitsAdd_ && !channel_.hasOutput()) {
+    while (!isOver() && !awaitsAdd_ && !awaitsOutput_ && !channel_.hasOutput()) {
         const Frame frame = channel_.frame();
         if (frame.kind == Frame::kPartial) return;
+        if (inTurn_ == kMostInTurn) return endTurn();
+        if (frame.kind == Frame::kWhole) ++inTurn_;
         deadline_ = Clock::time_point();
         const bool isInTurn = isInitialized_ || frame.opcode == kInitialize;
         if (frame.kind == Frame::kMalformed || !isInTurn) {
@@ -82,6 +93,12 @@ void Connection::serve() {
     }
     channel_.keepPending();
     setDeadline();
+}
+
+// There is room to send, so that the loop comes back to it in its next round.
+void Connection::endTurn() {
+    awaitsOutput_ = true;
+    service_.watchForOutput(*this, true);
 }
 
 void Connection::serveOne() try { readRequest(); } catch (const Error& error) {

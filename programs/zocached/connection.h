@@ -43,7 +43,7 @@ class Connection : public Watched, private zoKelvoBase::FileCacheProtocolServer 
 
     /// Waits until something has arrived or a signal comes; false when the stream has ended. For a
     /// connection that the loop does not wait for.
-    bool awaitInput() { return channel_.receive(true); }
+    bool awaitInput();
     /// Lets the loop look at it again, as soon as it waits for it.
     void comeBack() { awaitsOutput_ = true; }
 
@@ -51,7 +51,7 @@ class Connection : public Watched, private zoKelvoBase::FileCacheProtocolServer 
     // one after the other, than when it comes with the others in turn.
     /// Takes what has arrived, or sends what has been waiting.
     void takeIn();
-    /// Serves up to the first request that has a reply, or is an add.
+    /// Serves up to the first request that has a reply, or is an add, or is one too many in a turn.
     void prepareReply();
     /// Sends the reply and serves the requests that have arrived, up to an add.
     void serve();
@@ -72,6 +72,7 @@ class Connection : public Watched, private zoKelvoBase::FileCacheProtocolServer 
     void setAccessed(const zoString::CString& key) override;
 
     void serveOne();
+    void endTurn();
     void reply();
     void setDeadline();
 
@@ -83,7 +84,8 @@ class Connection : public Watched, private zoKelvoBase::FileCacheProtocolServer 
     bool isInitialized_ = false;
     bool isRefused_ = false;  // ends when its reply has left
     bool awaitsAdd_ = false;
-    bool awaitsOutput_ = false;
+    bool awaitsOutput_ = false;   // or its next turn
+    int inTurn_ = 0;              // requests served
     Clock::time_point deadline_;  // of what has begun; none when zero
 };
 
