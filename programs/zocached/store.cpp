@@ -189,7 +189,9 @@ Error Store::openFile(const std::string& path, int flags) {
 
 Error Store::prepare() {
     if (!execute("PRAGMA journal_mode=WAL") || !execute("PRAGMA synchronous=NORMAL") ||
-        !execute("PRAGMA cache_size=-1024") || !execute("PRAGMA wal_autocheckpoint=0"))
+        !execute("PRAGMA cache_size=-1024") || !execute("PRAGMA wal_autocheckpoint=0") ||
+        // After a reader that stood still for long it would stay as large as it had become.
+        !execute("PRAGMA journal_size_limit=33554432"))
         return lastError("open");
     sqlite3_stmt* version = nullptr;
     const bool isKnown =
