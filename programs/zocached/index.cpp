@@ -78,7 +78,6 @@ void Index::readRow(Row&& row) {
 
 void Index::setLimits(const Limits& limits) {
     limits_ = limits;
-    allHeld_ = false;
 }
 
 void Index::fileGone(const std::string& name) {
@@ -102,7 +101,7 @@ void Index::enter(std::unique_ptr<Entry> entry) {
     byName_.insert(&entered);
     entry.release();
     byKey_.insert(&entered);
-    order_.push_back(entered);
+    order_.insert(order_.end(), entered);
     ++figures_.entries;
     figures_.bytes += entered.row.file.bytes;
 }
@@ -110,7 +109,7 @@ void Index::enter(std::unique_ptr<Entry> entry) {
 // From now on the entry is not found; it ends at once or with its last holder.
 void Index::unlist(Entry& entry) {
     byKey_.erase(&entry);
-    order_.erase(order_.iterator_to(entry));
+    if (entry.holders == 0) order_.erase(order_.iterator_to(entry));
     --figures_.entries;
     figures_.bytes -= entry.row.file.bytes;
     entry.isListed = false;
@@ -146,9 +145,10 @@ bool Index::refresh(Entry& entry) {
 }
 
 void Index::touch(Entry& entry, std::int64_t accessed, std::int64_t turn) {
+    if (entry.holders == 0) order_.erase(order_.iterator_to(entry));
     entry.row.accessed = accessed;
     entry.row.turn = turn;
-    order_.splice(order_.end(), order_, order_.iterator_to(entry));
+    if (entry.holders == 0) order_.insert(order_.end(), entry);
 }
 
 void Index::markDirty(Entry& entry) {
@@ -173,7 +173,7 @@ void Index::hold(Holder& holder, Entry& entry) {
     ++figures_.holds;
     if (std::find(held.entries.begin(), held.entries.end(), &entry) != held.entries.end()) return;
     held.entries.push_back(&entry);
-    ++entry.holders;
+    if (entry.holders++ == 0) order_.erase(order_.iterator_to(entry));
 }
 
 // Whether an entry has ended with that.
@@ -181,7 +181,7 @@ bool Index::letGo(const Holder::Held& held) {
     bool isAnyOver = false;
     for (Entry* entry : held.entries) {
         if (--entry->holders > 0) continue;
-        allHeld_ = false;
+        if (entry->isListed) order_.insert(*entry);
         if (entry->isListed && refresh(*entry)) continue;
         isAnyOver = true;
         entry->isListed ? unlist(*entry) : drop(*entry);
@@ -376,16 +376,11 @@ bool Index::exceeds() const {
 }
 
 bool Index::evictSome() {
-    if (allHeld_ || !exceeds()) return false;
-    int count = 0;
-    for (auto place = order_.begin(); place != order_.end() && exceeds();) {
-        Entry& entry = *place++;
-        if (entry.holders > 0) continue;
-        if (++count > kEvictionsAtOnce) return true;
-        unlist(entry);
+    for (int count = 0; exceeds() && !order_.empty(); ++count) {
+        if (count == kEvictionsAtOnce) return true;
+        unlist(*order_.begin());
         ++figures_.evictions;
     }
-    allHeld_ = exceeds();
     return false;
 }
 

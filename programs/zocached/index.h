@@ -6,7 +6,7 @@
 //   3. One thread at a time.
 #pragma once
 
-#include <boost/intrusive/list.hpp>
+#include <boost/intrusive/set.hpp>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -20,7 +20,7 @@
 
 namespace kelvo::zocached {
 
-struct Entry : boost::intrusive::list_base_hook<> {
+struct Entry : boost::intrusive::set_base_hook<boost::intrusive::optimize_size<true>> {
     Row row;
     int holders = 0;       ///< connections
     bool isListed = true;  ///< found by its key; otherwise it waits for its holders to end
@@ -117,6 +117,10 @@ class Index {
         using is_transparent = void;
         bool operator()(const Entry* a, const Entry* b) const { return a->row.name == b->row.name; }
     };
+    struct TurnOf {
+        using type = std::int64_t;
+        type operator()(const Entry& entry) const { return entry.row.turn; }
+    };
     struct Staged {
         Entry* target = nullptr;    // borrowed: the entry that keeps its file under its key
         Entry* replaced = nullptr;  // borrowed: the entry that makes room
@@ -150,7 +154,9 @@ class Index {
     Figures figures_;
     std::unordered_set<Entry*, KeyHash, SameKey> byKey_;          // owned: all that are listed
     std::unordered_multiset<Entry*, NameHash, SameName> byName_;  // borrowed: listed and doomed
-    boost::intrusive::list<Entry> order_;  // borrowed: listed, least recently accessed first
+    // Borrowed: listed and held by nobody, least recently accessed first. However many are held, the
+    // one to be evicted is at hand.
+    boost::intrusive::multiset<Entry, boost::intrusive::key_of_value<TurnOf>> order_;
     std::vector<Staged> staged_;
     std::vector<Entry*> dirty_;         // borrowed
     std::vector<std::int64_t> erased_;  // rows that the store still has
@@ -161,7 +167,6 @@ class Index {
     bool inTransaction_ = false;
     bool hasFailed_ = false;  // the transaction
     bool isFailing_ = false;  // the store, as far as the log knows
-    bool allHeld_ = false;    // the limits are exceeded and nothing can be evicted
 };
 
 }  // namespace kelvo::zocached
