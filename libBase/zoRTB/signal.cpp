@@ -1,7 +1,5 @@
 #include "Base/zo_rtb.h"
 
-#include <exception>
-
 namespace zoRTB {
 namespace {
 
@@ -141,17 +139,23 @@ void SignalBase::addCallback(FunctionBase* callback, SignalBase& owner) {
 
 // The signal may be gone after any call; from there on only the walk knows what is left.
 void SignalBase::emitToSeveral(void* argument) {
-    std::exception_ptr thrown;
-    for (Walk walk(*callbacks_, *callbacks_->previous_); walk.next;) {
-        FunctionBase& now = *walk.next;
-        walk.next = &now == walk.last ? nullptr : now.next_;
-        try {
+    Walk walk(*callbacks_, *callbacks_->previous_);
+    const auto callTheRest = [&] {
+        while (walk.next) {
+            FunctionBase& now = *walk.next;
+            walk.next = &now == walk.last ? nullptr : now.next_;
             now.invoke(argument);
-        } catch (...) {
-            if (!thrown) thrown = std::current_exception();
         }
+    };
+    try {
+        callTheRest();
+    } catch (...) {
+        while (walk.next) try {
+                callTheRest();
+            } catch (...) {  // the first one goes on
+            }
+        throw;
     }
-    if (thrown) std::rethrow_exception(thrown);
 }
 
 int SignalBase::numCallbacks() const noexcept {

@@ -146,6 +146,7 @@ class History {
     bool playGroups(Range step, bool undoing, int& played);
     void settle(Range step);
     [[gnu::noinline]] void finish(bool played);
+    void announce();
 
     void enter(zoUndo::Group& group, zoUndo::Command& command);
     void takeUndone(zoUndo::Group& recording, Dropped& dropped);

@@ -7,6 +7,18 @@ using zoUndo::Group;
 
 namespace kelvo::zo_undo {
 
+// Ends a playback that has changed something.
+inline void History::announce() {
+    playing_ = false;
+    try {
+        manager_.creationDisable_.emitValue(false);
+    } catch (...) {
+        dropping([&] { changed(); });
+        throw;
+    }
+    changed();
+}
+
 // Most steps are one group, all of it done or all of it undone. What such a step takes beside its
 // commands is what every undo and redo of an application waits for.
 
@@ -42,7 +54,7 @@ inline bool History::playGroup(Group& group) {
     }
     if (!whole) return stop(undoing);
     undoing ? --done_ : ++done_;
-    finish(true);
+    announce();
     return true;
 }
 
@@ -73,14 +85,9 @@ bool History::stop(bool undoing) {
 }
 
 void History::finish(bool played) {
+    if (played) return announce();
     playing_ = false;
-    try {
-        manager_.creationDisable_.emitValue(false);
-    } catch (...) {
-        if (played) dropping([&] { changed(); });
-        throw;
-    }
-    if (played) changed();
+    manager_.creationDisable_.emitValue(false);
 }
 
 // Steps of several groups, with empty groups around them, or played in part before.
