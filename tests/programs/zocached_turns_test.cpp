@@ -1,6 +1,6 @@
 // What could break: the client that has a thread of its own, or those whom the loop serves, get no turn
 // as long as the others go on. Progress is compared, not time: nobody may get far ahead before all
-// have got somewhere, which takes many time slices of a busy machine.
+// have got somewhere. A busy machine can do that to anybody once, but not three times in a row.
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 
@@ -17,7 +17,8 @@ namespace {
 using namespace kelvo::test;
 
 constexpr int kOthers = 6;
-constexpr int kSomewhere = 1000, kFarAhead = 10 * kSomewhere;  // turns
+constexpr int kSomewhere = 500, kFarAhead = 5 * kSomewhere;  // turns
+constexpr int kAttempts = 3;
 constexpr int kAWhile = 60;              // requests of one client alone, which then has the thread
 constexpr std::size_t kInTurn = 16;      // requests, of one who has sent more
 constexpr std::size_t kOnTheWay = 2000;  // of one who hammers
@@ -87,6 +88,34 @@ class Turns : public testing::Test {
         setsockopt(client.socket().descriptor(), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
     }
 
+    // The turns of all, the one that was alone before first, when somebody was treated unfairly.
+    std::vector<long> unfairRace(bool aloneHammers, bool othersHammer) const {
+        Race race;
+        const std::string ask = number(1) + text("key");
+        race.askBytes = ask.size();
+        for (std::size_t i = 0; i <= kOnTheWay; ++i) race.asks += ask;
+        race.replyBytes = text(place_ / "key").size() + 8 + 4;
+        race.behind = 1 + kOthers;
+        std::list<CacheClient> clients(1 + kOthers);
+        for (CacheClient& client : clients) join(client);
+        for (int i = 0; i < kAWhile; ++i) EXPECT_TRUE(clients.front().has("key"));
+        std::list<Runner> runners;
+        std::list<std::thread> threads;
+        for (CacheClient& client : clients) {
+            const bool isAlone = &client == &clients.front();
+            Runner& runner =
+                runners.emplace_back(client, isAlone ? aloneHammers : othersHammer, race);
+            threads.emplace_back([&runner] { runner.run(); });
+        }
+        race.isOpen = true;
+        race.isOpen.notify_all();
+        for (std::thread& thread : threads) thread.join();
+        std::vector<long> turns;
+        for (const Runner& runner : runners)
+            if (race.isUnfair || race.isSilent) turns.push_back(runner.turns());
+        return turns;
+    }
+
     TemporaryDirectory place_;
     CacheClient first_;
 };
@@ -103,29 +132,12 @@ TEST_F(Turns, NobodyGetsFarAheadOfOthers) {
     ASSERT_TRUE(first_.put(place_.path(), "key"));
     for (const auto& row : kRows) {
         SCOPED_TRACE(row.label);
-        Race race;
-        const std::string ask = number(1) + text("key");
-        race.askBytes = ask.size();
-        for (std::size_t i = 0; i <= kOnTheWay; ++i) race.asks += ask;
-        race.replyBytes = text(place_ / "key").size() + 8 + 4;
-        race.behind = 1 + kOthers;
-        std::list<CacheClient> clients(1 + kOthers);
-        for (CacheClient& client : clients) join(client);
-        for (int i = 0; i < kAWhile; ++i) ASSERT_TRUE(clients.front().has("key"));
-        std::list<Runner> runners;
-        std::list<std::thread> threads;
-        for (CacheClient& client : clients) {
-            const bool isAlone = &client == &clients.front();
-            Runner& runner =
-                runners.emplace_back(client, isAlone ? row.aloneHammers : row.othersHammer, race);
-            threads.emplace_back([&runner] { runner.run(); });
-        }
-        race.isOpen = true;
-        race.isOpen.notify_all();
-        for (std::thread& thread : threads) thread.join();
         std::vector<long> turns;
-        for (const Runner& runner : runners) turns.push_back(runner.turns());
-        EXPECT_FALSE(race.isUnfair || race.isSilent) << testing::PrintToString(turns);
+        for (int attempt = 0; attempt < kAttempts; ++attempt) {
+            turns = unfairRace(row.aloneHammers, row.othersHammer);
+            if (turns.empty()) break;
+        }
+        EXPECT_TRUE(turns.empty()) << testing::PrintToString(turns);
     }
 }
 
