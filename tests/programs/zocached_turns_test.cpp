@@ -1,6 +1,6 @@
 // What could break: the client that has a thread of its own, or those whom the loop serves, get no turn
 // as long as the others go on. Progress is compared, not time: nobody may get far ahead before all
-// have got somewhere. A busy machine can do that to anybody once, but not three times in a row.
+// have got somewhere. A busy machine can do that to anybody once, but hardly in two of three races.
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 
@@ -18,7 +18,7 @@ using namespace kelvo::test;
 
 constexpr int kOthers = 6;
 constexpr int kSomewhere = 500, kFarAhead = 5 * kSomewhere;  // turns
-constexpr int kAttempts = 3;
+constexpr int kRaces = 3;
 constexpr int kAWhile = 60;              // requests of one client alone, which then has the thread
 constexpr std::size_t kInTurn = 16;      // requests, of one who has sent more
 constexpr std::size_t kOnTheWay = 2000;  // of one who hammers
@@ -132,12 +132,12 @@ TEST_F(Turns, NobodyGetsFarAheadOfOthers) {
     ASSERT_TRUE(first_.put(place_.path(), "key"));
     for (const auto& row : kRows) {
         SCOPED_TRACE(row.label);
-        std::vector<long> turns;
-        for (int attempt = 0; attempt < kAttempts; ++attempt) {
-            turns = unfairRace(row.aloneHammers, row.othersHammer);
-            if (turns.empty()) break;
+        std::vector<std::vector<long>> unfair;
+        for (int race = 0; race < kRaces; ++race) {
+            std::vector<long> turns = unfairRace(row.aloneHammers, row.othersHammer);
+            if (!turns.empty()) unfair.push_back(turns);
         }
-        EXPECT_TRUE(turns.empty()) << testing::PrintToString(turns);
+        EXPECT_LE(unfair.size(), 1U) << testing::PrintToString(unfair);
     }
 }
 
