@@ -125,10 +125,10 @@ int factorSmall(double* a, std::ptrdiff_t lda, int n, double* work) {
 }
 
 // Up to this order the narrow kernel with pivoting is the quicker one.
-constexpr int kNarrow = 250;
+constexpr std::size_t kNarrow = 250;
 
 const PivotedCholeskyTable& pivotedTableFor(int p) {
-    return (p <= kNarrow ? narrowTables() : levelTables()).pivotedCholesky;
+    return levelTables(static_cast<std::size_t>(p), kNarrow).pivotedCholesky;
 }
 
 }  // namespace

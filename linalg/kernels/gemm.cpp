@@ -147,7 +147,7 @@ void gemm(Form formA, Form formB, std::size_t m, std::size_t n, std::size_t k, c
 
 void gemv(std::size_t m, std::size_t n, const double* a, std::size_t lda, const double* x,
           double* y) {
-    const GemmTable& t = (m <= kNarrow ? narrowTables() : levelTables()).gemm;
+    const GemmTable& t = levelTables(m, kNarrow).gemm;
     if (m > 2 * t.tileRows) {
         for (std::size_t i = 0; i < m; ++i) y[i] = 0.0;
         return t.gemv(m, n, a, lda, x, y);
@@ -159,8 +159,7 @@ void gemv(std::size_t m, std::size_t n, const double* a, std::size_t lda, const 
 void gemvTransposed(std::size_t m, std::size_t n, const double* a, std::size_t lda, const double* x,
                     double* y) {
     for (std::size_t j = 0; j < n; ++j) y[j] = 0.0;
-    const LevelTables& t = m <= kNarrowTransposed ? narrowTables() : levelTables();
-    t.gemm.gemvTransposed(m, n, a, lda, x, y);
+    levelTables(m, kNarrowTransposed).gemm.gemvTransposed(m, n, a, lda, x, y);
 }
 
 void transpose(std::size_t m, std::size_t n, const double* a, std::size_t lda, double* b,

@@ -26,14 +26,15 @@ inline double makeReflection(int n, double* x) {
 }
 
 /// Up to this length the narrow kernel is the quicker one.
-constexpr int kNarrowReflection = 48;
+constexpr std::size_t kNarrowReflection = 48;
 
 /// The columns of C reflected by v.
 inline void applyReflection(int n, const double* v, int cols, double* c, std::ptrdiff_t ldc) {
     if (n >= static_cast<int>(kShortLength)) {
-        const LevelTables& t = n <= kNarrowReflection ? narrowTables() : levelTables();
-        t.reflection.reflect(static_cast<std::size_t>(n), v, static_cast<std::size_t>(cols), c,
-                             static_cast<std::size_t>(ldc));
+        const auto length = static_cast<std::size_t>(n);
+        levelTables(length, kNarrowReflection)
+            .reflection.reflect(length, v, static_cast<std::size_t>(cols), c,
+                                static_cast<std::size_t>(ldc));
         return;
     }
     for (int j = 0; j < cols; ++j, c += ldc) axpy(n, -dot(n, v, c) / v[0], v, c);

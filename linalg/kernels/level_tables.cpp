@@ -41,9 +41,9 @@ const LevelTables& levelTables() {
     }
 }
 
-const LevelTables& narrowTables() {
+const LevelTables& levelTables(std::size_t length, std::size_t mostNarrow) {
 #if defined(__x86_64__)
-    if (activeLevel() == Level::kV4) return kV3Tables;
+    if (length <= mostNarrow && activeLevel() == Level::kV4) return kV3Tables;
 #endif
     return levelTables();
 }

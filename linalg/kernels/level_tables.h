@@ -2,6 +2,8 @@
 // Private to the kernels.
 #pragma once
 
+#include <cstddef>
+
 #include "linalg/kernels/gemm_table.h"
 #include "linalg/kernels/reflection_table.h"
 #include "linalg/kernels/solver_table.h"
@@ -21,8 +23,9 @@ struct LevelTables {
 /// Those of the level in use.
 const LevelTables& levelTables();
 
-/// Those of v3 when the level in use is v4: columns of a hundred elements seldom fill registers of
-/// eight, and their remainders cost more than the whole registers gain.
-const LevelTables& narrowTables();
+/// Those for columns of `length` elements. Up to `mostNarrow` they are those of v3 when the level in use
+/// is v4: short columns seldom fill registers of eight, and their remainders cost more than the whole
+/// registers gain.
+const LevelTables& levelTables(std::size_t length, std::size_t mostNarrow);
 
 }  // namespace kelvo::kernels

@@ -147,10 +147,10 @@ int factorSmall(double* ap, int n, int* kpvt) {
 }
 
 // Up to this order the narrow kernel is the quicker one.
-constexpr int kNarrow = 160;
+constexpr std::size_t kNarrow = 160;
 
 const SymmetricTable& tableFor(int n) {
-    return (n <= kNarrow ? narrowTables() : levelTables()).symmetric;
+    return levelTables(static_cast<std::size_t>(n), kNarrow).symmetric;
 }
 
 }  // namespace

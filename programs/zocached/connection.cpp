@@ -46,7 +46,7 @@ bool Connection::awaitInput() {
 void Connection::takeIn() {
     inTurn_ = 0;
     if (isOver()) return;
-    if (awaitsOutput_)
+    if (watchesOutput_)
         reply();
     else if (channel_.receive())
         channel_.keepPending();
@@ -55,7 +55,7 @@ void Connection::takeIn() {
 }
 
 bool Connection::isQuiet() const {
-    return isInitialized_ && !isOver() && !isRefused_ && !awaitsAdd_ && !awaitsOutput_ &&
+    return isInitialized_ && !isOver() && !isRefused_ && !awaitsAdd_ && !watchesOutput_ &&
            channel_.pending().empty();
 }
 
@@ -66,7 +66,7 @@ void Connection::onTick(Clock::time_point now) {
 }
 
 void Connection::prepareReply() {
-    while (!isOver() && !awaitsAdd_ && !awaitsOutput_ && !channel_.hasOutput()) {
+    while (!isOver() && !awaitsAdd_ && !watchesOutput_ && !channel_.hasOutput()) {
         const Frame frame = channel_.frame();
         if (frame.kind == Frame::kPartial) return;
         if (inTurn_ == kMostInTurn) return endTurn();
@@ -87,7 +87,7 @@ void Connection::prepareReply() {
 
 void Connection::serve() {
     prepareReply();
-    while (!isOver() && channel_.hasOutput() && !awaitsOutput_) {
+    while (!isOver() && channel_.hasOutput() && !watchesOutput_) {
         reply();
         prepareReply();
     }
@@ -97,7 +97,7 @@ void Connection::serve() {
 
 // There is room to send, so that the loop comes back to it in its next round.
 void Connection::endTurn() {
-    awaitsOutput_ = true;
+    watchesOutput_ = true;
     service_.watchForOutput(*this, true);
 }
 
@@ -125,9 +125,9 @@ void Connection::endAdd(bool isStored) {
 
 void Connection::reply() {
     if (!channel_.send()) return drop();
-    if (channel_.hasOutput() != awaitsOutput_) {
-        awaitsOutput_ = channel_.hasOutput();
-        service_.watchForOutput(*this, awaitsOutput_);
+    if (channel_.hasOutput() != watchesOutput_) {
+        watchesOutput_ = channel_.hasOutput();
+        service_.watchForOutput(*this, watchesOutput_);
     }
     if (isRefused_ && !channel_.hasOutput()) drop();
 }

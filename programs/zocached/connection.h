@@ -45,7 +45,7 @@ class Connection : public Watched, private zoKelvoBase::FileCacheProtocolServer 
     /// connection that the loop does not wait for.
     bool awaitInput();
     /// Lets the loop look at it again, as soon as it waits for it.
-    void comeBack() { awaitsOutput_ = true; }
+    void comeBack() { watchesOutput_ = true; }
 
     // What to do when it is ready, in three steps: each is shorter when it is done for all clients
     // one after the other, than when it comes with the others in turn.
@@ -84,7 +84,7 @@ class Connection : public Watched, private zoKelvoBase::FileCacheProtocolServer 
     bool isInitialized_ = false;
     bool isRefused_ = false;  // ends when its reply has left
     bool awaitsAdd_ = false;
-    bool awaitsOutput_ = false;   // or its next turn
+    bool watchesOutput_ = false;  // for room to send, or for its next turn
     int inTurn_ = 0;              // requests served
     Clock::time_point deadline_;  // of what has begun; none when zero
 };
